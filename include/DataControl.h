@@ -1,0 +1,155 @@
+// The booking store: one SQLite file with the table Items, shared by every process that links
+// the library, and the builder of the WHERE/ORDER BY tail of its statements.
+#ifndef DATA_CONTROL_H
+#define DATA_CONTROL_H
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "RemindInfo.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+class CDBCriteria {
+public:
+    // Column index in the Items table.
+    enum CRITERIA_TYPE {
+        CRITERIA_UID = 0,
+        CRITERIA_START_TIME,
+        CRITERIA_SERVICE_ID,
+        CRITERIA_SERVICE_PROFILE,
+        CRITERIA_CHANNEL_TYPE,
+        CRITERIA_MAJOR,
+        CRITERIA_MINOR,
+        CRITERIA_PTC,
+        CRITERIA_PROGRAM_NUMBER,
+        CRITERIA_TRANSPORT_STREAM_ID,
+        CRITERIA_TIME_MARGIN,
+        CRITERIA_DEVICE,
+        CRITERIA_EVENT_ID,
+        CRITERIA_ERRNO,
+        CRITERIA_SERIES_ID,
+        CRITERIA_EXPIRED_DATE,
+        CRITERIA_BOOKING_ORDER,
+        CRITERIA_UTC_START_TIME,
+        CRITERIA_EVENT_TIME,
+        CRITERIA_START_MARGIN_TIME,
+        CRITERIA_END_MARGIN_TIME,
+        CRITERIA_RCT_EXPIRY_TIME,
+        CRITERIA_ADDED_TIME,
+        CRITERIA_ACTIVATION_TIME,
+        CRITERIA_EXPIRY_TIME,
+        CRITERIA_PUBLISHED_DURATION,
+        CRITERIA_MANUAL_REPEAT,
+        CRITERIA_CONTENT_VERSION,
+        CRITERIA_GENRE,
+        CRITERIA_UTC_DURATION,
+        CRITERIA_DURATION,
+        CRITERIA_FREQUENCY,
+        CRITERIA_EPISODE_NUMBER,
+        CRITERIA_LAST_EPISODE_NUMBER,
+        CRITERIA_IS_HD,
+        CRITERIA_REMOTE_CHANNEL,
+        CRITERIA_ALARMED,
+        CRITERIA_RECORDING_SPACE_ALARMED,
+        CRITERIA_RECORDING,
+        CRITERIA_UNRESOLVED_CONFLICT,
+        CRITERIA_RECOMMENDED,
+        CRITERIA_RECORD_LIST_BOOKING,
+        CRITERIA_REPEAT_LABEL,
+        CRITERIA_SOURCE,
+        CRITERIA_CREATION_TYPE,
+        CRITERIA_RESERVE_TYPE,
+        CRITERIA_REPEAT_TYPE,
+        CRITERIA_TITLE,
+        CRITERIA_CHANNEL_NAME,
+        CRITERIA_PROGRAM_CRID,
+        CRITERIA_SERIES_CRID,
+        CRITERIA_GROUP_CRID,
+        CRITERIA_SYNOPSIS,
+        CRITERIA_GUIDANCE,
+        CRITERIA_PRIVATE_DATA,
+        CRITERIA_COMPONENT_LIST,
+        CRITERIA_EXT_PROGRAM_ID,
+        CRITERIA_STREAM_TYPE,
+    };
+
+    CDBCriteria();
+
+    // Conditions, joined by AND. Text values are quoted, with single quotes doubled.
+    template <class T>
+    void Where(CRITERIA_TYPE column, const T& value);
+    template <class T>
+    void WhereLess(CRITERIA_TYPE column, const T& value);
+    template <class T>
+    void WhereNot(CRITERIA_TYPE column, const T& value);
+    // Case-insensitive collation of the condition or ordering just before.
+    void IgnoreStrCase();
+    void OrderBy(CRITERIA_TYPE column);
+    void OrderBy(CRITERIA_TYPE first, CRITERIA_TYPE second);
+
+    // The clause text; each piece starts with a blank so it follows a statement head directly.
+    std::string m_sCriteria;
+    std::vector<std::string> m_vColumnNames;
+};
+
+class CDBControl {
+public:
+    enum COMMAND_TYPE {
+        COMMAND_INSERT = 0,
+        COMMAND_UPDATE = 1,
+        COMMAND_DELETE = 2,
+        COMMAND_SELECT = 3,
+        COMMAND_MAX = 4,
+    };
+
+    // The process-wide store, connected on first use. Never destroyed by the library.
+    static CDBControl* GetInstance();
+    virtual ~CDBControl();
+
+    // Inserts a new row; SQLite assigns its UID, which is not written back into `item`.
+    bool AddItem(CRemindInfo& item);
+    // True only when the query succeeded and returned at least one row.
+    bool FindItem(const CDBCriteria& criteria, std::vector<CRemindInfo>& out);
+    // True on success, also when no row matched.
+    bool UpdateItem(const CDBCriteria& criteria, const CRemindInfo& item);
+    bool DeleteItem(const CDBCriteria& criteria);
+    // Announces a change of the list to every process.
+    void Notify();
+
+    // BEGIN EXCLUSIVE, retried while another process holds the file (100 x 10 ms).
+    bool BeginTransaction();
+    // COMMIT; reports success even when the commit fails.
+    bool EndTransaction();
+
+    // The file this store opens: the environment's REMINDER_DB_PATH when set, else the
+    // television's path.
+    static std::string DatabasePath();
+
+private:
+    CDBControl();
+    CDBControl(const CDBControl&) = delete;
+    CDBControl& operator=(const CDBControl&) = delete;
+
+    bool t_Connect();
+    void t_Disconnect();
+    bool t_InitializeStmt(COMMAND_TYPE type);
+    void t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item);
+    int t_Excute(COMMAND_TYPE type);
+    void t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item);
+    void t_FinalizeStmt(COMMAND_TYPE type);
+    bool t_Insert(const CRemindInfo& item);
+    bool t_Update(const CDBCriteria& criteria, const CRemindInfo& item);
+    bool t_Delete(const CDBCriteria& criteria);
+    bool t_Select(const CDBCriteria& criteria, std::vector<CRemindInfo>& out);
+
+    sqlite3* m_pDB = nullptr;
+    sqlite3_stmt* m_pStmt[COMMAND_MAX] = {};
+    std::string m_sCommandStr[COMMAND_MAX];
+
+    static CDBControl* m_pInstance;
+};
+
+#endif

@@ -1,0 +1,119 @@
+// CReminderAPI: the facade that applications call. A process-wide singleton that owns the
+// engine and forwards every operation to it under a scoped lock.
+#ifndef REMINDER_API_H
+#define REMINDER_API_H
+
+#include <pthread.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "RemindInfo.h"
+#include "ReminderAPIImp.h"
+#include "ReminderTypes.h"
+#include "TCProgramData.h"
+#include "TCServiceData.h"
+
+class CReminderMutex {
+public:
+    CReminderMutex();
+    CReminderMutex(const CReminderMutex& other);
+    CReminderMutex& operator=(const CReminderMutex& other) = delete;
+    virtual ~CReminderMutex();
+    void Lock() const;
+    void Unlock() const;
+
+private:
+    mutable pthread_mutex_t m_mutex;
+};
+
+// Locks a copy of the mutex it is given, for its own lifetime. Because the copy is its own, two
+// locks on one CReminderMutex do not exclude each other: callers serialise their calls.
+class CReminderLock {
+public:
+    explicit CReminderLock(const CReminderMutex& mutex);
+    CReminderLock(const CReminderLock&) = delete;
+    CReminderLock& operator=(const CReminderLock&) = delete;
+    ~CReminderLock();
+
+private:
+    CReminderMutex m_mutex;
+};
+
+class CReminderAPI {
+public:
+    static CReminderAPI* GetInstance();
+    virtual ~CReminderAPI();
+
+    bool RegisterEventCB(void (*func)(void*, TReminderEvent*), void* data);
+    void UnRegisterEventCB();
+    bool AddRemindItem(CRemindInfo& item, bool startFlag, bool notify);
+    bool AddSeriesProgram(const TCProgramData& program, bool notify);
+    bool GetRemindItemByUid(unsigned long uid, CRemindInfo& out);
+    bool GetRemindItemsByType(EExtractType type, std::vector<CRemindInfo>& out);
+    bool GetRemindItemsByType(int& count, std::vector<CRemindInfo>& out, EExtractType type,
+                              EOrderByType order);
+    bool GetRemindItemsForMHEG(std::vector<CRemindInfo>& out);
+    bool GetRemindItemsForCrid(const std::string& crid, std::vector<CRemindInfo>& out);
+    bool GetRecordReadyRemindItem(CRemindInfo& out);
+    bool GetCurrentRecordingItems(std::vector<CRemindInfo>& out);
+    bool GetStartTimeIsSameItems(const CRemindInfo& item, std::vector<CRemindInfo>& out,
+                                 EScheduledType type);
+    int GetRemindItemCnt();
+    int GetReminderListSize();
+    bool GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>& out,
+                                   bool trim);
+    bool GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>* out,
+                                   bool trim);
+    bool FindRemindItem(const CRemindInfo& query, CRemindInfo& out);
+    bool FindRemindItemForRCT(const CRemindInfo& query, CRemindInfo& out);
+    bool FindRemindItemFromProgram(const TCProgramData& program, CRemindInfo& out);
+    bool FindRemindItemsFromPrograms(std::map<TCProgramData*, CRemindInfo>& programs);
+    bool FindSeriesBooking(std::string crid, CRemindInfo& out);
+    bool FindGroupBooking(std::string crid, CRemindInfo& out);
+    bool ExistSameTimeRemindItem(const CRemindInfo& item, CRemindInfo& out);
+    bool ExistSameTimeRemindItem(const CRemindInfo& item, CRemindInfo* out);
+    bool ExistConflicts(const CRemindInfo& item, std::vector<CRemindInfo>& conflicts);
+    bool ExistAlternatives(const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts,
+                           std::map<ERemAlterativeType, std::vector<CRemindInfo>>& alternatives);
+    bool RecordingIsDelayed(unsigned long uid);
+    bool UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item, bool clearAlarm,
+                               bool startFlag, bool notify);
+    bool UpdateChannelInfoOfRemindItems(unsigned short channelType);
+    bool UpdateReminditemToMeta();
+    bool UpdateVCItems();
+    bool TransRecording2Fail(unsigned long uid, int error);
+    bool DeleteRemindItemByUid(unsigned long uid, bool byUser);
+    bool DeleteRemindItemAloneByUid(unsigned long uid);
+    bool DeleteRemindItems(std::vector<unsigned long>& uids);
+    bool DeleteAllRemindItem();
+    bool DeleteExpiredItem();
+    bool DeletePastRemindItem();
+    bool DeleteMatchingRemindItems(EDeleteType type, const void* value, EChannelType channelType,
+                                   bool flag);
+    bool DeleteRecordingItem();
+    bool DeleteOverlappingRemindItems(const CRemindInfo& item);
+    bool UserDeleteRemindItemByUid(unsigned long uid);
+    int CheckRemindItemIsRecordable(unsigned long uid);
+    bool FlagExistRecordItem();
+    bool FlagReminderListIsFull();
+    bool IsProgramScheduled(std::string crid, CRemindInfo* out);
+    bool IsChannelScheduled(const TCServiceData& service);
+    bool IsBasicSeries(CRemindInfo& item);
+    bool IsRecordAsBasicSeries(TCProgramData& program);
+    bool IsLatestSeriesProgram(const CRemindInfo& item);
+    bool GetTextForTimerRecordingErrorByTimeChange(unsigned short error, std::string& text);
+
+private:
+    CReminderAPI();
+    CReminderAPI(const CReminderAPI&) = delete;
+    CReminderAPI& operator=(const CReminderAPI&) = delete;
+
+    CReminderAPIImp* m_pAPIImp = nullptr;
+
+    static CReminderAPI* m_pInstance;
+    static CReminderMutex m_mutex;
+};
+
+#endif

@@ -1,0 +1,127 @@
+// CReminderAPIImp: the scheduling engine. It keeps no state between calls: every operation
+// re-reads the Items table, so the database file is the only state and every process shares it.
+// The facade owns the one engine object and calls it under its lock.
+#ifndef REMINDER_API_IMP_H
+#define REMINDER_API_IMP_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "RemindInfo.h"
+#include "ReminderTypes.h"
+#include "TCProgramData.h"
+#include "TCServiceData.h"
+
+class CReminderDBusInfo;
+
+using ReminderEventCallback = void (*)(void* data, TReminderEvent* event);
+
+// The one callback of a process: the function and the data handed back to it.
+struct SReminderEventSlot {
+    ReminderEventCallback pFunc = nullptr;
+    void* pData = nullptr;
+};
+
+class CReminderAPIImp {
+public:
+    CReminderAPIImp();
+    virtual ~CReminderAPIImp();
+
+    // --- Change notification ---
+    bool RegisterEventCB(ReminderEventCallback func, void* data);
+    void UnRegisterEventCB();
+
+    // --- Store operations and list limits ---
+    bool GetRemindItemByUid(unsigned long uid, CRemindInfo& out);
+    int GetRemindItemCnt();
+    int GetReminderListSize();
+    bool FlagReminderListIsFull();
+    bool FlagExistRecordItem();
+
+    // --- Adding ---
+    bool AddRemindItem(CRemindInfo& item, bool startFlag, bool notify);
+    bool AddSeriesProgram(const TCProgramData& program, bool notify);
+
+    // --- Queries ---
+    bool GetRemindItemsByType(EExtractType type, std::vector<CRemindInfo>& out,
+                              EOrderByType order = REM_ORDER_BY_START_TIME);
+    bool GetRemindItemsByType(int& count, std::vector<CRemindInfo>& out, EExtractType type,
+                              EOrderByType order);
+    bool GetRemindItemsForMHEG(std::vector<CRemindInfo>& out);
+    bool GetRemindItemsForCrid(const std::string& crid, std::vector<CRemindInfo>& out);
+    bool GetStartTimeIsSameItems(const CRemindInfo& item, std::vector<CRemindInfo>& out,
+                                 EScheduledType type);
+    bool GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>& out,
+                                   bool trim);
+    bool GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>* out,
+                                   bool trim);
+    // The stored booking of a record: same service and time, or the same title moved by under
+    // two minutes (that booking is then moved to the record's time).
+    bool FindRemindItem(const CRemindInfo& query, CRemindInfo& out);
+    bool FindRemindItemForRCT(const CRemindInfo& query, CRemindInfo& out);
+    bool FindRemindItemFromProgram(const TCProgramData& program, CRemindInfo& out);
+    bool FindRemindItemsFromPrograms(std::map<TCProgramData*, CRemindInfo>& programs);
+    bool FindSeriesBooking(std::string crid, CRemindInfo& out);
+    bool FindGroupBooking(std::string crid, CRemindInfo& out);
+    bool ExistSameTimeRemindItem(const CRemindInfo& item, CRemindInfo& out);
+    bool ExistSameTimeRemindItem(const CRemindInfo& item, CRemindInfo* out);
+    bool ExistConflicts(const CRemindInfo& item, std::vector<CRemindInfo>& conflicts);
+    bool ExistAlternatives(const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts,
+                           std::map<ERemAlterativeType, std::vector<CRemindInfo>>& alternatives);
+    bool IsProgramScheduled(std::string crid, CRemindInfo* out);
+    bool IsChannelScheduled(const TCServiceData& service);
+    bool IsBasicSeries(CRemindInfo& item);
+    bool IsRecordAsBasicSeries(TCProgramData& program);
+    bool IsLatestSeriesProgram(const CRemindInfo& item);
+    bool GetTextForTimerRecordingErrorByTimeChange(unsigned short error, std::string& text);
+
+    // --- Updates and deletion ---
+    bool UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item, bool clearAlarm,
+                               bool startFlag, bool notify);
+    bool UpdateChannelInfoOfRemindItems(unsigned short channelType);
+    bool UpdateReminditemToMeta();
+    bool UpdateVCItems();
+    bool DeleteRemindItemByUid(unsigned long uid, bool byUser);
+    bool DeleteRemindItemAloneByUid(unsigned long uid);
+    bool UserDeleteRemindItemByUid(unsigned long uid);
+    bool DeleteRemindItems(std::vector<unsigned long>& uids);
+    bool DeleteAllRemindItem();
+    bool DeleteExpiredItem();
+    bool DeletePastRemindItem();
+    bool DeleteMatchingRemindItems(EDeleteType type, const void* value, EChannelType channelType,
+                                   bool flag);
+    bool DeleteOverlappingRemindItems(const CRemindInfo& item);
+
+    // --- Recording life cycle ---
+    bool GetRecordReadyRemindItem(CRemindInfo& out);
+    bool GetCurrentRecordingItems(std::vector<CRemindInfo>& out);
+    bool TransRecording2Fail(unsigned long uid, int error);
+    bool RecordingIsDelayed(unsigned long uid);
+    bool DeleteRecordingItem();
+    int CheckRemindItemIsRecordable(unsigned long uid);
+
+    // --- Store primitives: one store call in one transaction; they never notify ---
+    void t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderByType order);
+    bool t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out);
+    bool t_AddRemindItem(const CRemindInfo& item, bool startFlag);
+    bool t_UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item);
+    bool t_DeleteRemindItemByUid(unsigned long uid);
+    // Trims the margins that touch a stored recording beginning or ending where `item` does.
+    void t_DeleteTimeMarginForBackToBackRecording(CRemindInfo* item);
+
+    static bool m_FlagReserveTypeIsForScheduled(int reserveType);
+    static bool m_FlagReserveTypeIsForRecording(int reserveType);
+
+private:
+    int m_GetNumOfFailedRemindItem();
+    void m_DeleteFailedRemindItem();
+    int m_AddSplitEventIntoRemindList(CRemindInfo& item, bool startFlag,
+                                      std::map<unsigned int, TCProgramData*>& parts);
+    void m_DeleteSeriesProgramForSingleEntry(CRemindInfo& item);
+
+    SReminderEventSlot m_eventSlot;
+    CReminderDBusInfo* m_pDBusInfo = nullptr;
+};
+
+#endif

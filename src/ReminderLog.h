@@ -1,0 +1,26 @@
+// The library's one logging helper. Every line goes to the platform log with the tag
+// "REMINDER-API" and priority 5, prefixed "<file>: <function>(<line>) > ". Failure lines go to
+// the system buffer, all others to the main buffer.
+#ifndef REMINDER_LOG_H
+#define REMINDER_LOG_H
+
+namespace reminder {
+
+constexpr const char* kLogTag = "REMINDER-API";
+constexpr int kLogPriority = 5;
+constexpr int kLogMain = 0;
+constexpr int kLogSystem = 2;
+
+void Log(int logId, const char* file, const char* function, int line, const char* fmt, ...)
+    __attribute__((format(printf, 5, 6)));
+
+}  // namespace reminder
+
+// An ordinary line.
+#define REMINDER_LOG(...) ::reminder::Log(::reminder::kLogMain, __FILE__, __func__, __LINE__, __VA_ARGS__)
+// A failure line.
+#define REMINDER_ERR(...) ::reminder::Log(::reminder::kLogSystem, __FILE__, __func__, __LINE__, __VA_ARGS__)
+// The entry line of a public operation: the prefix with an empty message.
+#define REMINDER_ENTRY() ::reminder::Log(::reminder::kLogMain, __FILE__, __func__, __LINE__, "%s", "")
+
+#endif

@@ -1,0 +1,29 @@
+// Helpers shared by the test binaries.
+#ifndef REMINDER_TEST_SUPPORT_H
+#define REMINDER_TEST_SUPPORT_H
+
+#include <string>
+#include <vector>
+
+#include "tvsim/tvsim.h"
+
+namespace testsupport {
+
+// Path of the sample television profile.
+std::string SampleProfilePath();
+// Loads the sample television; fails the test when it does not load.
+void LoadSampleTelevision();
+// Every log line whose text contains `needle`.
+std::vector<tvsim::LogLine> LogLinesContaining(const std::string& needle);
+// Whether some log line ends with the message `message` (the text after the "> " prefix).
+bool Logged(const std::string& message);
+// Whether some line on buffer `logId` ends with `message`.
+bool LoggedOn(int logId, const std::string& message);
+// Writes `content` to a new file in the temporary directory and returns its path.
+std::string WriteTempFile(const std::string& name, const std::string& content);
+// Removes every row of the test process's store.
+void ClearStore();
+
+}  // namespace testsupport
+
+#endif
