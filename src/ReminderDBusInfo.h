@@ -14,7 +14,7 @@ public:
     CReminderDBusInfo(const CReminderDBusInfo&) = delete;
     CReminderDBusInfo& operator=(const CReminderDBusInfo&) = delete;
     // Releases neither the connection nor the subscription: both live as long as the engine.
-    virtual ~CReminderDBusInfo() = default;
+    virtual ~CReminderDBusInfo();
 
     // Broadcasts one signal carrying the event; false (logged) when it could not be sent.
     static bool SendEvent(const TReminderEvent* event);
@@ -26,7 +26,8 @@ public:
                             gpointer userData);
 
     // Connects to the system bus and subscribes HandleEvent with `slot` as its user data. The
-    // outcome is not checked by the caller: without a bus no events arrive.
+    // outcome is not checked by the caller: without a bus no events arrive. Callbacks run in the
+    // thread-default main context of the calling thread.
     void Subscribe(SReminderEventSlot* slot);
 
     GDBusConnection* m_pConnection = nullptr;
