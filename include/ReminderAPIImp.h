@@ -114,11 +114,17 @@ public:
     static bool m_FlagReserveTypeIsForRecording(int reserveType);
 
 private:
+    // Tests reach the failed-item housekeeping, which only the expiry passes call.
+    friend class CReminderAPIImpTestPeer;
+
     int m_GetNumOfFailedRemindItem();
     void m_DeleteFailedRemindItem();
     int m_AddSplitEventIntoRemindList(CRemindInfo& item, bool startFlag,
                                       std::map<unsigned int, TCProgramData*>& parts);
     void m_DeleteSeriesProgramForSingleEntry(CRemindInfo& item);
+    // The UID SQLite gave the row inserted last (the highest one); REMINDER_INVALID_UID when
+    // the table is empty.
+    unsigned long m_GetNewestUid();
 
     SReminderEventSlot m_eventSlot;
     CReminderDBusInfo* m_pDBusInfo = nullptr;
