@@ -1,1 +1,173 @@
-// Control
+// The control interface: what tests and tools do to the simulated television.
+#include <cstdio>
+
+#include "TvState.h"
+
+namespace tvsim {
+namespace {
+
+using detail::Simulator;
+using detail::Television;
+using detail::TheSimulator;
+using detail::WithTv;
+
+// Installs `tv`, or an empty television when it did not parse.
+bool Replace(bool parsed, Television tv, const std::string& message, std::string* error) {
+    if (!parsed) {
+        std::fprintf(stderr, "tvsim: %s\n", message.c_str());
+        if (error != nullptr) *error = message;
+        tv = Television();
+    }
+    Simulator& sim = TheSimulator();
+    std::lock_guard<std::mutex> lock(sim.mutex);
+    sim.loaded = true;
+    detail::Install(sim, std::move(tv));
+    return parsed;
+}
+
+const detail::GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
+                                    unsigned short eventId) {
+    for (const detail::GuideEntry& e : tv.guide) {
+        if (e.programme.ServiceId() == serviceId && e.programme.EventId() == eventId) return &e;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+bool LoadProfile(const std::string& jsonText, std::string* error) {
+    Television tv;
+    std::string message;
+    const bool parsed = detail::ParseProfile(jsonText, "profile", tv, message);
+    return Replace(parsed, std::move(tv), message, error);
+}
+
+bool LoadProfileFile(const std::string& path, std::string* error) {
+    Television tv;
+    std::string message;
+    const bool parsed = detail::ParseProfileFile(path, tv, message);
+    return Replace(parsed, std::move(tv), message, error);
+}
+
+void Reset() {
+    Replace(true, Television(), "", nullptr);
+}
+
+void SetCurrentTime(unsigned long utc) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.fixedUtc = utc; });
+}
+
+unsigned long CurrentUtcTime() {
+    return WithTv(nullptr, [](Simulator& sim) { return detail::UtcNow(sim.tv); });
+}
+
+void SetUtcOffset(long long seconds) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.utcOffset = seconds; });
+}
+
+void SetFailure(const std::string& name, bool failing) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        if (failing) {
+            sim.tv.failures.insert(name);
+        } else {
+            sim.tv.failures.erase(name);
+        }
+    });
+}
+
+void SetVconfInt(const std::string& key, int value) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.vconf[key] = detail::VconfValue{false, value}; });
+}
+
+void SetVconfBool(const std::string& key, bool value) {
+    WithTv(nullptr,
+           [&](Simulator& sim) { sim.tv.vconf[key] = detail::VconfValue{true, value ? 1 : 0}; });
+}
+
+void SetSystemInfo(int key, int value) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.systemInfo[key] = value; });
+}
+
+void SetSystemSetting(int key, int value) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.systemSettings[key] = value; });
+}
+
+void SetAppRunning(const std::string& appId, bool running) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        if (running) {
+            sim.tv.runningApps.insert(appId);
+        } else {
+            sim.tv.runningApps.erase(appId);
+        }
+    });
+}
+
+void SetPowerState(int state) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.powerState = state; });
+}
+
+int PowerState() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.tv.powerState; });
+}
+
+bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgramData& out) {
+    return WithTv(nullptr, [&](Simulator& sim) {
+        const detail::GuideEntry* e = FindEntry(sim.tv, serviceId, eventId);
+        if (e == nullptr) return false;
+        out = e->programme;
+        return true;
+    });
+}
+
+std::vector<LogLine> Logs() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.logs; });
+}
+
+void ClearLogs() {
+    WithTv(nullptr, [](Simulator& sim) { sim.logs.clear(); });
+}
+
+std::vector<Launch> Launches() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.records.launches; });
+}
+
+std::vector<VconfWrite> VconfWrites() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.records.vconfWrites; });
+}
+
+std::vector<RemoteSend> RemoteSends() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.records.remoteSends; });
+}
+
+std::vector<Subscription> Subscriptions() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.records.subscriptions; });
+}
+
+int CallCount(const std::string& name) {
+    return WithTv(nullptr, [&](Simulator& sim) {
+        const auto it = sim.records.callCounts.find(name);
+        return it == sim.records.callCounts.end() ? 0 : it->second;
+    });
+}
+
+int LiveAppControls() {
+    return WithTv(nullptr, [](Simulator& sim) { return sim.records.liveAppControls; });
+}
+
+bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
+                         int param1, int param2) {
+    ProgramSignalCallback callback = nullptr;
+    TCProgramData programme;
+    const bool found = WithTv(nullptr, [&](Simulator& sim) {
+        callback = sim.records.callback;
+        const detail::GuideEntry* e = FindEntry(sim.tv, serviceId, eventId);
+        if (e != nullptr) programme = e->programme;
+        return e != nullptr;
+    });
+    if (callback == nullptr || !found) return false;
+    // Outside the lock: the callback may well call back into the television.
+    callback(static_cast<EProgramChangeType>(type), &programme, param1, param2);
+    return true;
+}
+
+}  // namespace tvsim

@@ -1,5 +1,47 @@
 // Control interface of the simulated television, for tests and tools. The television's state is
 // per process; every platform call of the library reads it.
+//
+// The television is described by a JSON profile, read from the file named by TVSIM_PROFILE on
+// the first platform or control call (no TVSIM_PROFILE: an empty television), or given here.
+// Members (all optional; an absent one is absent on the television, so reading it fails):
+//   now                 UTC seconds of a clock that stays still; absent: the system clock
+//   utc_offset          seconds from UTC to local time (may be negative)
+//   country             system settings key 154
+//   system_info         {"18": 2, ...}: integer key as text -> integer
+//   system_settings     as system_info, for system_settings_get_value_int
+//   vconf               {"db/...": 2, "db/...": true}: key -> integer or boolean
+//   channels            [{service_id, major, minor, ptc, channel_type, program_number,
+//                         transport_stream_id, frequency, service_profile, scrambled, name}]
+//   programmes          [{service_id, event_id, start (UTC), duration, title, synopsis, guidance,
+//                         program_crid, series_crids [..], hd, eit_table_id, eit_number,
+//                         parts [programmes]}]; a part is a programme of its own that takes
+//                         from its event whatever it does not state (series_crids, service_id,
+//                         title, ...) except event_id, start, duration and program_crid
+//   pvr                 {default_device, remaining_time (seconds, or {"kind": seconds}),
+//                        recording_services [ids], highlight_player,
+//                        pre_channel_change {result, stop_type, handler}}
+//   ca_devices          [{key, state}]
+//   running_apps        [application ids]
+//   tv_mode             [mode, sub mode]
+//   current_source, monitoring_type, crid_support (ISOSpecApp tag 81), power_state, pc_mode
+//   virtual_programmes  [{service_id, start, title, description}]
+//   remote_channels     [{source, activity_id, major, minor, name}]
+//   failures            ["svc_pvr_get_remaining_time", "system_info_get_value_int:18", ...]:
+//                       platform calls that fail, for every key or only for the key after ':'
+//                       (vconf key, integer key, service id, application id, ISOSpecApp tag).
+//                       Names are C function names, factory names ("CreateServiceGuide") and
+//                       interface method names ("GetProgramsOfEvent", "FindService", ...);
+//                       "CAGeneralInstance", "GetVirtualChannelsAPI" and
+//                       "GetMBRNetworkChannelAPI" make those accessors answer null.
+//
+// Channel attributes (TCServiceData keys): service_id 12, major 13, minor 14, ptc 2,
+// channel_type 1, program_number 15, transport_stream_id 18, frequency 4, service_profile 3,
+// scrambled 101 (0 or 1). IService::FindService fills only the attributes its criteria fetched
+// (none when it fetched none); FindServices fills every attribute when nothing was fetched.
+//
+// The records of the running set (launches, vconf writes, remote sends, subscriptions, call
+// counts) start afresh with every LoadProfile and Reset; the log is the process's and is only
+// emptied by ClearLogs.
 #ifndef TVSIM_TVSIM_H
 #define TVSIM_TVSIM_H
 
@@ -28,6 +70,20 @@ struct VconfWrite {
     int value;
 };
 
+// One mbr_send_channel_number_with_source_type call.
+struct RemoteSend {
+    int major;
+    int minor;
+    int source;
+    int remote;
+};
+
+// One live subscription of the programme subscriber.
+struct Subscription {
+    int handle;
+    TCProgramFilteringItem item;
+};
+
 // Replaces the television with the profile in `jsonText`. On a parse or type error the
 // television is left empty, the error is returned (naming the member) and also written to
 // standard error; true on success.
@@ -50,12 +106,35 @@ void SetVconfInt(const std::string& key, int value);
 void SetSystemInfo(int key, int value);
 void SetSystemSetting(int key, int value);
 
+// The guide's programme of this service and event, parts included; false when there is none.
 bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgramData& out);
 
+// Every __dlog_print line so far (the oldest are dropped past 100000 lines). With
+// TVSIM_LOG=stderr each line is also written to standard error.
 std::vector<LogLine> Logs();
 void ClearLogs();
 std::vector<Launch> Launches();
 std::vector<VconfWrite> VconfWrites();
+
+// Further switches of the running television.
+void SetUtcOffset(long long seconds);
+void SetVconfBool(const std::string& key, bool value);
+void SetAppRunning(const std::string& appId, bool running);
+void SetPowerState(int state);
+int PowerState();
+
+// What the library asked of the television.
+std::vector<RemoteSend> RemoteSends();
+std::vector<Subscription> Subscriptions();
+// How many times platform call `name` (function, factory or method name) was made.
+int CallCount(const std::string& name);
+// app_control handles created and not yet destroyed.
+int LiveAppControls();
+
+// Delivers a programme change to the programme subscriber's callback, as the middleware does
+// from its own thread; false when no subscriber callback is set or the programme is unknown.
+bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
+                         int param1 = 0, int param2 = 0);
 
 }  // namespace tvsim
 

@@ -1,0 +1,139 @@
+// The state of the simulated television: what a profile describes, what the running set has
+// recorded since, and the one process-wide object that guards both.
+#ifndef TVSIM_TVSTATE_H
+#define TVSIM_TVSTATE_H
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TCProgramData.h"
+#include "TCServiceData.h"
+#include "TVServiceAPI.h"
+#include "tvsim/tvsim.h"
+
+namespace tvsim::detail {
+
+struct VconfValue {
+    bool isBool = false;
+    int value = 0;
+};
+
+struct Channel {
+    TCServiceData service;
+    std::optional<std::string> name;  // UTF-8
+};
+
+// One programme of the guide. Programmes that make up one split event share `event`.
+struct GuideEntry {
+    TCProgramData programme;
+    size_t event = 0;
+};
+
+struct PvrState {
+    std::optional<int> defaultDevice;
+    std::optional<unsigned long> remainingTime;              // for every device kind
+    std::map<int, unsigned long> remainingTimeByDeviceKind;  // overrides remainingTime
+    std::set<unsigned long long> recordingServices;
+    int highlightPlayer = 0;
+    int preChannelChangeResult = 0;
+    int stopType = 0;
+    int handler = 0;
+};
+
+struct VirtualProgramme {
+    unsigned long long serviceId = 0;
+    unsigned long start = 0;
+    std::string title;
+    std::string description;
+};
+
+struct RemoteChannel {
+    int source = 0;
+    int activityId = 0;
+    int major = 0;
+    int minor = 0;
+    std::string name;
+};
+
+// Everything a profile describes. A default-constructed television is empty.
+struct Television {
+    std::optional<unsigned long> fixedUtc;  // absent: the system clock
+    long long utcOffset = 0;
+    std::map<std::string, VconfValue> vconf;
+    std::map<int, int> systemInfo;
+    std::map<int, int> systemSettings;
+    std::vector<Channel> channels;
+    std::vector<GuideEntry> guide;
+    PvrState pvr;
+    std::map<int, int> caDevices;  // slot key -> state
+    std::set<std::string> runningApps;
+    std::optional<TSTvMode> tvMode;
+    std::optional<int> currentSource;
+    std::optional<int> monitoringType;
+    std::optional<int> cridSupport;
+    int powerState = 0;
+    int pcMode = 0;
+    std::set<std::string> failures;
+    std::vector<VirtualProgramme> virtualProgrammes;
+    std::vector<RemoteChannel> remoteChannels;
+};
+
+// What the running television has been asked to do since it was last reset.
+struct Records {
+    std::vector<Launch> launches;
+    std::vector<VconfWrite> vconfWrites;
+    std::vector<RemoteSend> remoteSends;
+    std::vector<Subscription> subscriptions;
+    int nextHandle = 1;
+    ProgramSignalCallback callback = nullptr;
+    std::map<std::string, int> callCounts;
+    int liveAppControls = 0;
+};
+
+struct Simulator {
+    std::mutex mutex;
+    bool loaded = false;
+    Television tv;
+    Records records;
+    std::vector<LogLine> logs;  // kept across resets: they are the process's log
+};
+
+// The process-wide simulator; lock its mutex before touching it.
+Simulator& TheSimulator();
+// Loads TVSIM_PROFILE once, when nothing has been loaded yet. Call with the mutex held.
+void EnsureLoaded(Simulator& sim);
+
+// Runs `f(sim)` under the lock with the profile loaded, counting one call of `name` when given.
+template <typename F>
+auto WithTv(const char* name, F&& f) {
+    Simulator& sim = TheSimulator();
+    std::lock_guard<std::mutex> lock(sim.mutex);
+    EnsureLoaded(sim);
+    if (name != nullptr) ++sim.records.callCounts[name];
+    return f(sim);
+}
+
+// Whether the profile asks platform call `name` to fail, for every key or for `key`.
+bool Fails(const Television& tv, const std::string& name);
+bool Fails(const Television& tv, const std::string& name, const std::string& key);
+
+unsigned long UtcNow(const Television& tv);
+
+// Parses a profile. On failure `error` names `source` and the offending member, and `out` is
+// left untouched.
+bool ParseProfile(const std::string& text, const std::string& source, Television& out,
+                  std::string& error);
+// Reads and parses a profile file; errors name the file.
+bool ParseProfileFile(const std::string& path, Television& out, std::string& error);
+
+// Replaces the television (empty on failure) and forgets the records. Call with the mutex held.
+void Install(Simulator& sim, Television tv);
+
+}  // namespace tvsim::detail
+
+#endif
