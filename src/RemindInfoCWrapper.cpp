@@ -4,7 +4,6 @@
 
 #include "RemindInfo.h"
 
-
 // A handle is the address of a heap record; the C side never sees inside it.
 namespace {
 

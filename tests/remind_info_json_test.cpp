@@ -1,0 +1,225 @@
+// The booking record's JSON form: the bridge between a record and a stored row.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "RemindInfo.h"
+#include "TestSupport.h"
+#include "tvsim/tvsim.h"
+
+void PrintTo(const CRemindInfo& r, std::ostream* os) { *os << r.ToString(); }
+
+namespace {
+
+constexpr int kSystemLog = 2;
+
+// Every field away from its default, at the edges of its width where that is interesting.
+CRemindInfo Extreme() {
+    CRemindInfo r;
+    r.m_nServiceId = ~0ULL;
+    r.m_nServiceProfile = -7;
+    r.m_nChannelType = 65535;
+    r.m_nMajor = 1;
+    r.m_nMinor = 2;
+    r.m_nPTC = 3;
+    r.m_nProgramNumber = 4;
+    r.m_nTransportStreamId = 5;
+    r.m_nTimeMargin = 6;
+    r.m_nDevice = 7;
+    r.m_nEventId = 8;
+    r.m_nErrno = 9;
+    r.m_nSeriesId = 10;
+    r.m_nExpiredDate = 11;
+    r.m_nUid = 0xFFFFFFFFu;
+    r.m_nBookingOrder = 12;
+    r.m_nUTCStartTime = 0xFFFFFFFEu;
+    r.m_nEventTime = 13;
+    r.m_nStartMarginTime = 14;
+    r.m_nEndMarginTime = 15;
+    r.m_nRCTExpiryTime = 16;
+    r.m_nAddedTime = 17;
+    r.m_nActivationTime = 18;
+    r.m_nExpiryTime = 19;
+    r.m_nPublishedDuration = 20;
+    r.m_cManualRepeat = 0x7F;
+    r.m_cContentVersion = 255;
+    r.m_cGenre = 21;
+    r.m_nUTCDuration = 22;
+    r.m_nDuration = 23;
+    r.m_frequency = 474.25f;
+    r.m_nEpisodeNumber = -32768;
+    r.m_nLastEpisodeNumber = -3;
+    r.m_bIsHD = true;
+    r.m_bRemoteChannel = true;
+    r.m_bAlarmed = true;
+    r.m_bRecordingSpaceAlarmed = true;
+    r.m_bRecording = true;
+    r.m_bUnresolvedConflict = true;
+    r.m_bRecommended = true;
+    r.m_bRecordListBooking = true;
+    r.m_cRepeatLabel = 254;
+    r.m_nSource = -2;
+    r.m_nManual = 1;
+    r.m_nReserveType = REMINDER_RESERVE_RECORDING_READY;
+    r.m_nRepeatType = REMINDER_REPEAT_MANUAL;
+    r.m_sTitle = "Tagesschau – Übersicht 日本";
+    r.m_sChannelName = "Das Erste \"HD\"";
+    r.m_sProgramCrid = "/Prog#1";
+    r.m_sSeriesCrid = "/Series";
+    r.m_sGroupCrid = "/Group";
+    r.m_sSynopsis = "line\nbreak";
+    r.m_sGuidance = "16+";
+    r.m_sPrivateData = "{\"k\":1}";
+    r.m_vCompList = {{0x0203, 1, 0x656E67}, {0xFFFF, 255, 0xFFFFFFFFu}};
+    r.m_extProgramId = {0xFFFFFFFFu, 24, 255, -1};
+    r.m_nStreamType = REMINDER_STREAM_REMOTE;
+    return r;
+}
+
+bool SameComponents(const CRemindInfo& a, const CRemindInfo& b) {
+    if (a.m_vCompList.size() != b.m_vCompList.size()) return false;
+    for (size_t i = 0; i < a.m_vCompList.size(); ++i) {
+        const auto& x = a.m_vCompList[i];
+        const auto& y = b.m_vCompList[i];
+        if (x.nStreamContentComponentType != y.nStreamContentComponentType ||
+            x.cComponentTag != y.cComponentTag || x.nLanguage != y.nLanguage) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// `text` with the value of the first member `key` replaced by `value`. The member's value must
+// be a scalar or an array of flat objects.
+std::string WithMember(std::string text, const std::string& key, const std::string& value) {
+    const std::string name = "\"" + key + "\":";
+    const size_t start = text.find(name);
+    EXPECT_NE(start, std::string::npos) << key;
+    if (start == std::string::npos) return text;
+    const size_t from = start + name.size();
+    const size_t to = text[from] == '[' ? text.find(']', from) + 1 : text.find_first_of(",}", from);
+    return text.replace(from, to - from, value);
+}
+
+class RemindInfoJsonTest : public ::testing::Test {
+protected:
+    void SetUp() override { tvsim::ClearLogs(); }
+};
+
+TEST_F(RemindInfoJsonTest, RoundTripKeepsEveryField) {
+    const CRemindInfo original = Extreme();
+    const std::string text = original.Serialize();
+    // One compact line.
+    EXPECT_EQ(text.find('\n'), text.size() - 1);
+
+    CRemindInfo copy;
+    ASSERT_TRUE(copy.Deserialize(text));
+    EXPECT_EQ(copy, original);
+    EXPECT_TRUE(SameComponents(copy, original));
+    // Case-insensitive equality would hide a CRID that lost its case.
+    EXPECT_EQ(copy.m_sProgramCrid, "/Prog#1");
+    EXPECT_EQ(copy.m_sPrivateData, original.m_sPrivateData);
+}
+
+TEST_F(RemindInfoJsonTest, DocumentShape) {
+    CRemindInfo r;
+    r.m_extProgramId = {0, 0, 0, 0};
+    const std::string text = r.Serialize();
+    // Members in key order; no components means no key at all.
+    EXPECT_EQ(text.rfind("{\"m_bAlarmed\":false,", 0), 0u) << text;
+    EXPECT_FALSE(Contains(text, "m_vCompList"));
+    // The programme id is always a one-element array, even when all zero.
+    EXPECT_TRUE(Contains(text, "\"m_extProgramId\":[{\"cEITNumber\":0,\"nEITTableId\":0,"
+                               "\"nUTCDuration\":0,\"nUTCStartTime\":0}]"))
+        << text;
+    EXPECT_TRUE(Contains(text, "\"m_cRepeatLabel\":255,"));
+    EXPECT_TRUE(Contains(text, "\"m_nServiceProfile\":-1,"));
+    EXPECT_TRUE(Contains(text, "\"m_nServiceId\":18446744073709551615,"));
+
+    const std::string full = Extreme().Serialize();
+    EXPECT_TRUE(Contains(full, "\"m_vCompList\":[{\"cComponentTag\":1,\"nLanguage\":6647399,"
+                               "\"nStreamContentComponentType\":515},{"))
+        << full;
+
+    // A document without components leaves the record's own list alone.
+    CRemindInfo target = Extreme();
+    ASSERT_TRUE(target.Deserialize(text));
+    EXPECT_EQ(target.m_vCompList.size(), 2u);
+}
+
+TEST_F(RemindInfoJsonTest, FrequencyComesBackAsNearestFloat) {
+    CRemindInfo r;
+    r.m_frequency = 474.0f;
+    CRemindInfo copy;
+    ASSERT_TRUE(copy.Deserialize(r.Serialize()));
+    EXPECT_EQ(copy.m_frequency, 474.0f);
+
+    ASSERT_TRUE(copy.Deserialize(R"({"m_frequency": 0.1})"));
+    EXPECT_EQ(copy.m_frequency, 0.1f);
+}
+
+TEST_F(RemindInfoJsonTest, WrongTypeStopsAtThatMember) {
+    const std::string doc = WithMember(Extreme().Serialize(), "m_nUid", "-1");
+    CRemindInfo r;
+    r.m_nUid = 42;
+    r.m_sTitle = "kept";
+    ASSERT_TRUE(r.Deserialize(doc));
+    EXPECT_FALSE(testsupport::LogLinesContaining("Exception Handled : ").empty());
+    EXPECT_EQ(testsupport::LogLinesContaining("Exception Handled : ").front().logId, kSystemLog);
+
+    // The members before the failing one are read...
+    EXPECT_EQ(r.m_nServiceId, ~0ULL);
+    EXPECT_EQ(r.m_nServiceProfile, -7);
+    EXPECT_EQ(r.m_nExpiredDate, 11);
+    // ...the failing one and all after it keep their values.
+    EXPECT_EQ(r.m_nUid, 42u);
+    EXPECT_EQ(r.m_nBookingOrder, 0xFFFFFFFFu);
+    EXPECT_EQ(r.m_sTitle, "kept");
+    EXPECT_TRUE(r.m_vCompList.empty());
+    EXPECT_EQ(r.m_nStreamType, 0);
+
+    // A bad component keeps the components read before it and stops there.
+    const std::string badComponent =
+        WithMember(Extreme().Serialize(), "m_vCompList",
+                   R"([{"cComponentTag":1,"nLanguage":2,"nStreamContentComponentType":3},)"
+                   R"({"cComponentTag":"x"}])");
+    CRemindInfo partial;
+    ASSERT_TRUE(partial.Deserialize(badComponent));
+    EXPECT_EQ(partial.m_sPrivateData, "{\"k\":1}");
+    EXPECT_EQ(partial.m_vCompList.size(), 1u);
+    EXPECT_EQ(partial.m_extProgramId.nUTCDuration, 0xFFFFFFFFu);
+}
+
+TEST_F(RemindInfoJsonTest, EmptyObjectAndNonJson) {
+    CRemindInfo r = Extreme();
+    ASSERT_TRUE(r.Deserialize("{}"));
+    // Absent members read as the JSON library's null: 0, false, empty.
+    EXPECT_EQ(r.m_nServiceId, 0u);
+    EXPECT_EQ(r.m_nServiceProfile, 0);
+    EXPECT_EQ(r.m_nUid, 0u);
+    EXPECT_EQ(r.m_frequency, 0.0f);
+    EXPECT_EQ(r.m_nEpisodeNumber, 0);
+    EXPECT_FALSE(r.m_bRecordListBooking);
+    EXPECT_EQ(r.m_cRepeatLabel, 0);
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_VIEWING);
+    EXPECT_EQ(r.m_sTitle, "");
+    EXPECT_EQ(r.m_sPrivateData, "");
+    EXPECT_EQ(r.m_extProgramId.nUTCStartTime, 0u);
+    EXPECT_EQ(r.m_extProgramId.cEITNumber, 0);
+    EXPECT_EQ(r.m_extProgramId.nEITTableId, 0);
+    EXPECT_EQ(r.m_nStreamType, 0);
+
+    // Text that is not JSON is refused and changes nothing.
+    const CRemindInfo before = Extreme();
+    CRemindInfo untouched = before;
+    EXPECT_FALSE(untouched.Deserialize("m_nUid=3"));
+    EXPECT_EQ(untouched, before);
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "json reader parse data failed!!!"));
+}
+
+}  // namespace

@@ -1,0 +1,421 @@
+// The booking record: construction from channels and guide data, identity, ordering, conflicts
+// and its text form.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "RemindInfo.h"
+#include "TCProgramData.h"
+#include "TCServiceData.h"
+#include "TestSupport.h"
+#include "tvsim/tvsim.h"
+
+// Failures show the record's text rather than its bytes.
+void PrintTo(const CRemindInfo& r, std::ostream* os) { *os << r.ToString(); }
+
+namespace {
+
+constexpr int kSystemLog = 2;
+constexpr unsigned long long kSeven = 4097;
+constexpr unsigned long long kAnalogue = 4098;
+
+// Country 4 books with margins; local time runs one hour ahead of UTC.
+std::string Profile(int country) {
+    return R"({"country": )" + std::to_string(country) + R"(, "utc_offset": 3600,
+      "vconf": {"db/schedule-manager/startmargin": 2, "db/schedule-manager/endmargin": 5},
+      "channels": [
+        {"service_id": 4097, "major": 7, "minor": 1, "ptc": 33, "channel_type": 2,
+         "program_number": 101, "transport_stream_id": 9, "frequency": 474000,
+         "service_profile": 3, "name": "Sieben Ü", "scrambled": true},
+        {"service_id": 4098, "major": 8, "channel_type": 1}]})";
+}
+
+class RemindInfoTest : public ::testing::Test {
+protected:
+    void SetUp() override { UseCountry(4); }
+    void UseCountry(int country) {
+        std::string error;
+        ASSERT_TRUE(tvsim::LoadProfile(Profile(country), &error)) << error;
+        tvsim::ClearLogs();
+    }
+};
+
+TCProgramData Programme(unsigned long start, unsigned long duration) {
+    TCProgramData p;
+    p.SetServiceId(kSeven);
+    p.SetEventId(17);
+    p.SetStartTime(start);
+    p.SetDuration(duration);
+    p.SetTitle("News");
+    p.SetExtendedText("The day's news");
+    p.SetProgramCRID("/Abc#1");
+    p.SetHD(true);
+    p.SetEITTableId(0x4E);
+    p.SetEITNumber(3);
+    return p;
+}
+
+// A slot on its own service and event, so that only the times decide conflicts.
+CRemindInfo Slot(EReserveType type, uint32_t eventTime, uint32_t duration, uint16_t eventId,
+                 uint32_t startMargin = 0, uint32_t endMargin = 0) {
+    CRemindInfo r;
+    r.m_nServiceId = kSeven;
+    r.m_nEventId = eventId;
+    r.m_nReserveType = type;
+    r.m_nEventTime = eventTime;
+    r.m_nDuration = duration;
+    r.m_nStartMarginTime = startMargin;
+    r.m_nEndMarginTime = endMargin;
+    return r;
+}
+
+TEST_F(RemindInfoTest, DefaultsAndInitialise) {
+    const CRemindInfo fresh;
+    EXPECT_EQ(fresh.m_nReserveType, REMINDER_RESERVE_NONE);
+    EXPECT_EQ(fresh.m_nUid, 0xFFFFFFFFu);
+    EXPECT_EQ(fresh.m_nServiceId, ~0ULL);
+    EXPECT_EQ(fresh.m_nServiceProfile, -1);
+    EXPECT_EQ(fresh.m_cGenre, 255);
+    EXPECT_EQ(fresh.m_nEpisodeNumber, -1);
+    EXPECT_EQ(fresh.m_nStreamType, 0);
+    EXPECT_EQ(fresh.m_extProgramId.cEITNumber, 255);
+    EXPECT_EQ(CRemindInfo::s_nVersion, 20130411);
+
+    // Initialise on a filled record restores every default and empties the component list.
+    CRemindInfo used = fresh;
+    used.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
+    used.m_nUid = 4;
+    used.m_sPrivateData = "x";
+    used.m_vCompList.resize(8);
+    used.Initialise();
+    EXPECT_EQ(used, fresh);
+    EXPECT_TRUE(used.m_vCompList.empty());
+    EXPECT_GE(used.m_vCompList.capacity(), 8u);
+}
+
+TEST_F(RemindInfoTest, TimeSetters) {
+    CRemindInfo r;
+    // Local start cut to the minute; UTC one hour behind.
+    r.SetStartTime(3661 + 3600);
+    EXPECT_EQ(r.m_nEventTime, 3660u + 3600u);
+    EXPECT_EQ(r.m_nUTCStartTime, 3661u);
+
+    // Margins widen the duration on both sides and accumulate.
+    r.m_nDuration = 1800;
+    r.SetTimeMargin(5);
+    EXPECT_EQ(r.m_nDuration, 1810u);
+    r.SetTimeMargin(5);
+    EXPECT_EQ(r.m_nDuration, 1820u);
+    EXPECT_EQ(r.m_nTimeMargin, 5);
+
+    r.SerielSet(12, 300, static_cast<char>(0xFE), -2, 9);
+    EXPECT_EQ(r.m_nSeriesId, 12);
+    EXPECT_EQ(r.m_nExpiredDate, 300);
+    EXPECT_EQ(r.m_cRepeatLabel, 0xFE);
+    EXPECT_EQ(r.m_nEpisodeNumber, -2);
+    EXPECT_EQ(r.m_nLastEpisodeNumber, 9);
+}
+
+TEST_F(RemindInfoTest, SetFromGuideProgramme) {
+    TCProgramData p = Programme(1420070450, 1790);  // starts at second 50
+    p.SetGuidance("G");
+    CRemindInfo r;
+    r.m_nDevice = 2;
+    r.m_sSeriesCrid = "/kept";
+    r.Set(p, REMINDER_RESERVE_VIEWING);
+
+    // Channel fields from the channel list.
+    EXPECT_EQ(r.m_nServiceId, kSeven);
+    EXPECT_EQ(r.m_nEventId, 17);
+    EXPECT_EQ(r.m_nServiceProfile, 3);
+    EXPECT_EQ(r.m_nChannelType, 2);
+    EXPECT_EQ(r.m_nMajor, 7);
+    EXPECT_EQ(r.m_nMinor, 1);
+    EXPECT_EQ(r.m_nPTC, 33);
+    EXPECT_EQ(r.m_nProgramNumber, 101);
+    EXPECT_EQ(r.m_nTransportStreamId, 9);
+    EXPECT_FLOAT_EQ(r.m_frequency, 474000.0f);
+    // Start and duration seconds add up past a minute: one more minute of window.
+    EXPECT_EQ(r.m_nUTCStartTime, 1420070450u);
+    EXPECT_EQ(r.m_nUTCDuration, 1790u);
+    EXPECT_EQ(r.m_nDuration, 1850u);
+    EXPECT_EQ(r.m_nEventTime, 1420074000u);
+    // Margins of a margin country, in seconds.
+    EXPECT_EQ(r.m_nStartMarginTime, 120u);
+    EXPECT_EQ(r.m_nEndMarginTime, 300u);
+    EXPECT_EQ(r.m_extProgramId.nUTCStartTime, 1420070450u);
+    EXPECT_EQ(r.m_extProgramId.nUTCDuration, 1790u);
+    EXPECT_EQ(r.m_extProgramId.cEITNumber, 3);
+    EXPECT_EQ(r.m_extProgramId.nEITTableId, 0x4E);
+    EXPECT_EQ(r.m_sProgramCrid, "/Abc#1");
+    EXPECT_TRUE(testsupport::Logged("m_sProgramCrid = /Abc#1"));
+    EXPECT_TRUE(r.m_bIsHD);
+    EXPECT_EQ(r.m_sTitle, "News");
+    EXPECT_EQ(r.m_sSynopsis, "The day's news");
+    // A one-byte guidance is ignored; fields the guide does not carry are kept.
+    EXPECT_EQ(r.m_sGuidance, "");
+    EXPECT_EQ(r.m_nDevice, 2);
+    EXPECT_EQ(r.m_sSeriesCrid, "/kept");
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_VIEWING);
+
+    // On the minute, the duration stays; longer guidance is taken.
+    p = Programme(1420070400, 1800);
+    p.SetGuidance("16");
+    r.Set(p, REMINDER_RESERVE_RECORDING);
+    EXPECT_EQ(r.m_nDuration, 1800u);
+    EXPECT_EQ(r.m_sGuidance, "16");
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_RECORDING);
+}
+
+TEST_F(RemindInfoTest, SetWithoutMarginsOrChannel) {
+    UseCountry(7);
+    CRemindInfo r;
+    r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
+    EXPECT_EQ(r.m_nStartMarginTime, 0u);
+    EXPECT_EQ(r.m_nEndMarginTime, 0u);
+
+    // An unknown service leaves the record as it was.
+    TCProgramData unknown = Programme(1420070400, 1800);
+    unknown.SetServiceId(999);
+    const CRemindInfo before = r;
+    r.Set(unknown, REMINDER_RESERVE_RECORDING);
+    r.Set(999ULL);
+    EXPECT_EQ(r, before);
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Find Service Failed."));
+
+    // Attributes the channel lacks come back as their defaults.
+    r.Set(kAnalogue);
+    EXPECT_EQ(r.m_nServiceId, kAnalogue);
+    EXPECT_EQ(r.m_nMajor, 8);
+    EXPECT_EQ(r.m_nPTC, 65535);
+    EXPECT_EQ(r.m_nServiceProfile, -1);
+    EXPECT_FLOAT_EQ(r.m_frequency, -1.0f);
+}
+
+TEST_F(RemindInfoTest, ManualSetByChannelNumbers) {
+    CRemindInfo r;
+    r.Set(7, 1, 33, 2, 101);
+    EXPECT_TRUE(testsupport::Logged("Find Service, it is local channel."));
+    EXPECT_EQ(r.m_nServiceId, kSeven);
+    EXPECT_EQ(r.m_nServiceProfile, 3);
+    EXPECT_EQ(r.m_nTransportStreamId, 9);
+    EXPECT_FLOAT_EQ(r.m_frequency, 474000.0f);
+
+    // No such channel: the numbers are kept, the rest untouched.
+    CRemindInfo unknown;
+    unknown.Set(70, 2, 34, 4, 5);
+    EXPECT_EQ(unknown.m_nMajor, 70);
+    EXPECT_EQ(unknown.m_nMinor, 2);
+    EXPECT_EQ(unknown.m_nPTC, 34);
+    EXPECT_EQ(unknown.m_nChannelType, 4);
+    EXPECT_EQ(unknown.m_nProgramNumber, 5);
+    EXPECT_EQ(unknown.m_nServiceId, ~0ULL);
+    EXPECT_EQ(unknown.m_nTransportStreamId, 65535);
+}
+
+TEST_F(RemindInfoTest, OrderingIsSignedForKindUnsignedForTimes) {
+    CRemindInfo a, b;
+    // Service id and UID do not take part.
+    a.m_nServiceId = 1;
+    a.m_nUid = 1;
+    b.m_nServiceId = 2;
+    b.m_nUid = 0;
+    EXPECT_FALSE(a < b);
+    EXPECT_FALSE(b < a);
+
+    a.m_nReserveType = static_cast<EReserveType>(-1);
+    b.m_nReserveType = REMINDER_RESERVE_VIEWING;
+    EXPECT_TRUE(a < b);
+    EXPECT_FALSE(b < a);
+
+    b.m_nReserveType = a.m_nReserveType;
+    a.m_nEventTime = 0xFFFFFFF0u;
+    b.m_nEventTime = 0x10u;
+    EXPECT_TRUE(b < a);
+
+    // Channel type outranks time; channel numbers only break ties.
+    a.m_nChannelType = 1;
+    b.m_nChannelType = 2;
+    EXPECT_TRUE(a < b);
+    b = a;
+    b.m_nMinor = 0;
+    EXPECT_TRUE(b < a);
+}
+
+TEST_F(RemindInfoTest, EqualityRules) {
+    CRemindInfo a;
+    a.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
+    a.m_sSeriesCrid = "/Series";
+    a.m_sPrivateData = "Key";
+
+    CRemindInfo b = a;
+    b.m_vCompList.push_back({0x0203, 1, 0x656E67});
+    EXPECT_TRUE(a == b) << "components are not compared";
+
+    b = a;
+    b.m_sProgramCrid = "/aBC#1";
+    b.m_sSeriesCrid = "/SERIES";
+    b.m_sPrivateData = "kEY";
+    EXPECT_TRUE(a == b) << "CRIDs and private data ignore case";
+    EXPECT_TRUE(a.CompareCRID(b));
+
+    b = a;
+    b.m_sTitle = "NEWS";
+    EXPECT_FALSE(a == b) << "titles are exact";
+    b = a;
+    b.m_nUid = 8;
+    EXPECT_FALSE(a == b);
+    b = a;
+    b.m_frequency += 0.5f;
+    EXPECT_FALSE(a == b);
+    b = a;
+    b.m_extProgramId.nEITTableId = 1;
+    EXPECT_FALSE(a == b);
+}
+
+TEST_F(RemindInfoTest, SameBroadcast) {
+    CRemindInfo manual = Slot(REMINDER_RESERVE_VIEWING, 6000, 600, 1);
+    manual.m_nManual = 1;
+    CRemindInfo guide = Slot(REMINDER_RESERVE_VIEWING, 6000, 600, 2);
+    // A manual item against a guide item goes by event id outside country 23.
+    EXPECT_FALSE(manual.CompareEvent(guide));
+    guide.m_nEventId = 1;
+    guide.m_nEventTime = 1;
+    EXPECT_TRUE(manual.CompareEvent(guide));
+
+    // Two manual slots: same padded start and length, whatever the split into margins.
+    CRemindInfo other = Slot(REMINDER_RESERVE_VIEWING, 6060, 540, 9, 60, 0);
+    other.m_nManual = 1;
+    EXPECT_TRUE(manual.CompareEvent(other));
+    other.m_nServiceId = kAnalogue;
+    EXPECT_FALSE(manual.CompareEvent(other));
+
+    UseCountry(23);
+    guide = Slot(REMINDER_RESERVE_VIEWING, 6000, 900, 5);
+    EXPECT_TRUE(manual.CompareEvent(guide));
+    guide.m_nEventTime = 6060;
+    EXPECT_FALSE(manual.CompareEvent(guide));
+}
+
+TEST_F(RemindInfoTest, ConflictsAreAsymmetricForReminders) {
+    // A recording padded to [880, 1900).
+    const CRemindInfo recording = Slot(REMINDER_RESERVE_RECORDING, 1000, 600, 1, 120, 300);
+    EXPECT_TRUE(Slot(REMINDER_RESERVE_VIEWING, 880, 60, 2).IsConflict(recording));
+    EXPECT_FALSE(Slot(REMINDER_RESERVE_VIEWING, 879, 60, 2).IsConflict(recording));
+    EXPECT_FALSE(Slot(REMINDER_RESERVE_VIEWING, 1900, 60, 2).IsConflict(recording));
+    EXPECT_TRUE(recording.IsConflict(Slot(REMINDER_RESERVE_VIEWING, 1899, 60, 2)));
+
+    // The recording begins inside the reminder's slot: a reminder needs only its start.
+    const CRemindInfo early = Slot(REMINDER_RESERVE_VIEWING, 500, 1800, 3);
+    EXPECT_FALSE(early.IsConflict(recording));
+    EXPECT_FALSE(recording.IsConflict(early));
+
+    // Two recordings: half-open overlap of the padded intervals.
+    EXPECT_FALSE(Slot(REMINDER_RESERVE_RECORDING, 280, 600, 4).IsConflict(recording));
+    EXPECT_TRUE(Slot(REMINDER_RESERVE_RECORDING, 281, 600, 4).IsConflict(recording));
+    EXPECT_FALSE(recording.IsConflict(Slot(REMINDER_RESERVE_RECORDING, 1900, 60, 4)));
+    // The same broadcast never conflicts with itself.
+    EXPECT_FALSE(recording.IsConflict(recording));
+}
+
+TEST_F(RemindInfoTest, SeriesSplitAndCrids) {
+    CRemindInfo r;
+    r.m_sProgramCrid = "/Show/Ep1#2";
+    r.m_sSeriesCrid = "/Show/ALL";
+    EXPECT_TRUE(r.IsSplitEvent());
+    EXPECT_EQ(r.ProgramCrid(), "/show/ep1#2");
+    EXPECT_EQ(r.SeriesCrid(), "/show/all");
+    EXPECT_EQ(r.m_sProgramCrid, "/Show/Ep1#2");
+    EXPECT_TRUE(r.IsPartOfASeries());
+    r.m_sProgramCrid.clear();
+    EXPECT_FALSE(r.IsSplitEvent());
+
+    // Country 5 goes by the series id alone.
+    UseCountry(5);
+    EXPECT_FALSE(r.IsPartOfASeries());
+    r.m_nSeriesId = 65534;
+    r.m_sSeriesCrid.clear();
+    EXPECT_TRUE(r.IsPartOfASeries());
+}
+
+TEST_F(RemindInfoTest, ProgramMonitorIdentity) {
+    CRemindInfo r;
+    r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_RECORDING_MONITORED);
+    TCProgramMonitorId id;
+    id.m_program_crid = "caller's";
+    r.GetProgramMonitorId(id);
+    EXPECT_EQ(id.m_serviceId, kSeven);
+    EXPECT_EQ(id.m_eventId, 17u);
+    EXPECT_EQ(id.m_starttime, 1420070400ul);
+    EXPECT_EQ(id.m_duration, 1800ul);
+    EXPECT_EQ(id.m_program_crid, "caller's") << "CRID only for countries 23 and 37";
+    EXPECT_TRUE(r.MatchProgramMonitorId(id));
+    EXPECT_TRUE(testsupport::Logged("Match success!"));
+
+    UseCountry(37);
+    r.GetProgramMonitorId(id);
+    EXPECT_EQ(id.m_program_crid, "/Abc#1");
+    EXPECT_TRUE(r.MatchProgramMonitorId(id));
+    id.m_program_crid = "/abc#1";
+    EXPECT_FALSE(r.MatchProgramMonitorId(id)) << "case matters here";
+    EXPECT_TRUE(testsupport::Logged("Program CRID is not matched."));
+    id.m_program_crid = "/Abc#1";
+    id.m_duration = 1801;
+    EXPECT_FALSE(r.MatchProgramMonitorId(id));
+}
+
+TEST_F(RemindInfoTest, ChannelKeysAndLookups) {
+    CRemindInfo r;
+    r.Set(kSeven);
+    // A digital channel is found again by its stream coordinates.
+    TCServiceData digital;
+    r.CopyUniqueKeyInto(digital);
+    EXPECT_EQ(digital.Attributes().size(), 4u);
+    EXPECT_EQ(digital.Attributes().at(SERVICE_ATTR_PROGRAM_NUMBER), 101);
+
+    // An analogue one by its frequency only.
+    r.m_nChannelType = 1;
+    r.m_frequency = 55250.9f;
+    TCServiceData analogue;
+    r.CopyUniqueKeyInto(analogue);
+    ASSERT_EQ(analogue.Attributes().size(), 2u);
+    EXPECT_EQ(analogue.Attributes().at(SERVICE_ATTR_CHANNEL_TYPE), 1);
+    EXPECT_EQ(analogue.Attributes().at(SERVICE_ATTR_FREQUENCY), 55250);
+    EXPECT_FALSE(r.CompareService(analogue));
+    analogue.SetAttribute(SERVICE_ATTR_SERVICE_ID, kSeven);
+    EXPECT_TRUE(r.CompareService(analogue));
+
+    EXPECT_TRUE(r.IsScrambledInPMT());
+    EXPECT_EQ(r.GetChannelName(), "Sieben Ü");
+    r.Set(kAnalogue);
+    EXPECT_FALSE(r.IsScrambledInPMT());
+    r.m_nServiceId = 999;
+    EXPECT_FALSE(r.IsScrambledInPMT());
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Find Service Failed!"));
+    EXPECT_EQ(r.GetChannelName(), "");
+}
+
+TEST_F(RemindInfoTest, TextForm) {
+    CRemindInfo r;
+    r.m_nUid = 3;
+    r.m_nServiceId = 12884901889ULL;
+    r.m_nEventId = 17;
+    r.m_sProgramCrid = "/abc";
+    r.m_nEventTime = 1420070400;
+    r.m_nDuration = 1800;
+    r.m_sTitle = "News";
+    r.m_nMajor = 1;
+    EXPECT_EQ(r.ToString(),
+              "program reminder [Uid=3, ServiceId=12884901889, EventId=17, ProgramCrid='/abc', "
+              "SeriesCrid='', EventTime=1420070400, Duration=1800, Title=News, Major=1]");
+    r.m_nReserveType = REMINDER_RESERVE_SERIES;
+    EXPECT_EQ(r.ToString().rfind("series reminder [Uid=3, ", 0), 0u);
+
+    r.Print("Added:");
+    EXPECT_TRUE(testsupport::Logged("Added: " + r.ToString()));
+    r.Print();
+    EXPECT_TRUE(testsupport::Logged(r.ToString()));
+}
+
+}  // namespace
