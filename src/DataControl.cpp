@@ -252,7 +252,10 @@ void ExtractColumn(sqlite3_stmt* statement, const SColumn& column, Json::Value& 
             break;
         case EColumnKind::JsonText:
             if (sqlite3_column_text(statement, index) != nullptr) {
-                Json::Reader().parse(ColumnText(statement, index), root[column.sKey], true);
+                // Parsed aside, so a reader that throws leaves no half-built member behind.
+                Json::Value parsed;
+                Json::Reader().parse(ColumnText(statement, index), parsed, true);
+                root[column.sKey] = std::move(parsed);
             }
             break;
     }
@@ -516,7 +519,11 @@ void CDBControl::t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item) {
     } catch (const std::exception& e) {
         REMINDER_ERR("Exception Handled : %s", e.what());
     }
-    item.Deserialize(Json::FastWriter().write(root));
+    try {
+        item.Deserialize(Json::FastWriter().write(root));
+    } catch (const std::exception& e) {
+        REMINDER_ERR("Exception Handled : %s", e.what());
+    }
 }
 
 void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
