@@ -125,6 +125,20 @@ private:
     std::string m_error;
 };
 
+// jsoncpp reports "* Line 1, Column 9\n  Syntax error: ..." over several lines.
+std::string OneLine(const std::string& report) {
+    std::string line;
+    std::istringstream in(report);
+    std::string part;
+    while (std::getline(in, part)) {
+        const size_t begin = part.find_first_not_of("* ");
+        if (begin == std::string::npos) continue;
+        if (!line.empty()) line += ": ";
+        line += part.substr(begin);
+    }
+    return line;
+}
+
 // An integer key written as text ("18").
 std::optional<int> IntegerKey(const std::string& text) {
     if (text.empty()) return std::nullopt;
@@ -160,6 +174,8 @@ void ReadVconf(ProfileReader& r, const Json::Value& root, Television& tv) {
         const Json::Value& v = table[key];
         if (v.isBool()) {
             tv.vconf[key] = VconfValue{true, v.asBool() ? 1 : 0};
+        } else if (!v.isInt64()) {
+            r.Fail("vconf." + key, "expected an integer or a boolean");
         } else if (const auto n = r.IntegerValue(v, "vconf." + key, INT_MIN, INT_MAX)) {
             tv.vconf[key] = VconfValue{false, static_cast<int>(*n)};
         }
@@ -427,8 +443,7 @@ bool ParseProfile(const std::string& text, const std::string& source, Television
     Json::Value root;
     std::string parseErrors;
     if (!reader->parse(text.data(), text.data() + text.size(), &root, &parseErrors)) {
-        while (!parseErrors.empty() && parseErrors.back() == '\n') parseErrors.pop_back();
-        error = source + ": not valid JSON: " + parseErrors;
+        error = source + ": not valid JSON: " + OneLine(parseErrors);
         return false;
     }
     if (!root.isObject()) {
