@@ -1,0 +1,124 @@
+// `reminderctl watch`: registers for change events and prints each one as it arrives, the way an
+// application that shows the list learns that it must read it again.
+#include <gio/gio.h>
+#include <glib-unix.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "Commands.h"
+#include "reminder_api.h"
+
+namespace {
+
+struct SWatchOptions {
+    int count = 0;         // stop after this many events; 0: never
+    double timeout = 0.0;  // stop after this many seconds; 0: never
+};
+
+struct SWatchState {
+    GMainLoop* pLoop = nullptr;
+    int nWanted = 0;
+    int nSeen = 0;
+};
+
+struct MainLoopUnref {
+    void operator()(GMainLoop* loop) const { g_main_loop_unref(loop); }
+};
+
+gboolean QuitLoop(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_REMOVE;
+}
+
+void PrintEvent(void* data, TReminderEvent* event) {
+    auto* state = static_cast<SWatchState*>(data);
+    std::printf("category=%d event=%u param1=%d param2=%d type=%d\n", event->nCategory,
+                event->nEvent, event->nParam1, event->nParam2, static_cast<int>(event->eParamType));
+    // Whoever reads a pipe from us wants each event when it happens.
+    std::fflush(stdout);
+    ++state->nSeen;
+    if (state->nWanted > 0 && state->nSeen >= state->nWanted) g_main_loop_quit(state->pLoop);
+}
+
+// Registration answers 1 even without a bus (no event would ever arrive), so the watcher asks
+// the bus itself first. A round trip on the shared connection also proves that the daemon has
+// taken the subscription before we report that we are listening.
+bool BusAnswers(std::string& problem) {
+    GError* error = nullptr;
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    if (bus == nullptr) {
+        problem = error != nullptr ? error->message : "unknown error";
+        if (error != nullptr) g_error_free(error);
+        return false;
+    }
+    g_dbus_connection_set_exit_on_close(bus, FALSE);
+    GVariant* reply = g_dbus_connection_call_sync(
+        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    const bool answered = reply != nullptr;
+    if (reply != nullptr) g_variant_unref(reply);
+    if (error != nullptr) {
+        problem = error->message;
+        g_error_free(error);
+    }
+    g_object_unref(bus);
+    return answered;
+}
+
+void RunWatch(const SWatchOptions& options) {
+    std::unique_ptr<GMainLoop, MainLoopUnref> loop(g_main_loop_new(nullptr, FALSE));
+    SWatchState state;
+    state.pLoop = loop.get();
+    state.nWanted = options.count;
+    if (reminder_register_signal_callback(&PrintEvent, &state) != 1) {
+        std::cerr << "watch: the scheduler is not available\n";
+        throw CLI::RuntimeError(1);
+    }
+    std::string problem;
+    if (!BusAnswers(problem)) {
+        reminder_unregister_signal_callback();
+        std::cerr << "watch: no system bus reachable: " << problem << "\n";
+        throw CLI::RuntimeError(1);
+    }
+    std::cerr << "watch: listening" << std::endl;
+
+    guint timer = 0;
+    if (options.timeout > 0) {
+        timer = g_timeout_add(static_cast<guint>(options.timeout * 1000), &QuitLoop, loop.get());
+    }
+    const guint onInt = g_unix_signal_add(SIGINT, &QuitLoop, loop.get());
+    const guint onTerm = g_unix_signal_add(SIGTERM, &QuitLoop, loop.get());
+    g_main_loop_run(loop.get());
+    reminder_unregister_signal_callback();
+    // Sources that already fired removed themselves; removing them again would warn.
+    const auto removeIfAttached = [](guint id) {
+        if (id != 0 && g_main_context_find_source_by_id(nullptr, id) != nullptr) g_source_remove(id);
+    };
+    removeIfAttached(timer);
+    removeIfAttached(onInt);
+    removeIfAttached(onTerm);
+
+    if (options.count > 0 && state.nSeen < options.count) {
+        std::cerr << "watch: " << state.nSeen << " of " << options.count
+                  << " events before the watch ended\n";
+        throw CLI::RuntimeError(1);
+    }
+}
+
+}  // namespace
+
+void AddWatchCommand(CLI::App& app) {
+    auto options = std::make_shared<SWatchOptions>();
+    CLI::App* watch = app.add_subcommand(
+        "watch",
+        "Print each change event as it arrives: category=C event=E param1=P1 param2=P2 type=T");
+    watch->add_option("--count", options->count, "Stop after N events (exit 1 if fewer came)")
+        ->check(CLI::NonNegativeNumber);
+    watch->add_option("--timeout", options->timeout, "Stop after S seconds")
+        ->check(CLI::NonNegativeNumber);
+    watch->callback([options] { RunWatch(*options); });
+}
