@@ -9,6 +9,7 @@
 #include "TCServiceData.h"
 #include "TVServiceAPI.h"
 #include "TestSupport.h"
+#include "app_control.h"
 #include "system_info.h"
 #include "tvsim/tvsim.h"
 #include "vconf.h"
@@ -301,6 +302,57 @@ TEST_F(TvsimTest, PresentAndFollowingProgrammesFollowTheClock) {
     tvsim::SetCurrentTime(following.StartTime());
     ASSERT_EQ(Guide()->GetPresentProgram(1001, present), 1);
     EXPECT_EQ(present.EventId(), following.EventId());
+}
+
+int g_signals = 0;
+unsigned short g_signalledEvent = 0;
+
+void CountSignal(EProgramChangeType, TCProgramData* program, int, int) {
+    ++g_signals;
+    g_signalledEvent = program->EventId();
+}
+
+TEST_F(TvsimTest, ProgrammeSubscriberOutlivesAProfileChange) {
+    IProgramSubscriber* subscriber = nullptr;
+    ASSERT_TRUE(TVServiceAPI::CreateProgramSubscriber(1, 0, CountSignal, &subscriber));
+    int first = 0;
+    int second = 0;
+    ASSERT_EQ(subscriber->SubscribeProgram(TCProgramFilteringItem(1), first), 1);
+    ASSERT_EQ(subscriber->SubscribeProgram(TCProgramFilteringItem(0), second), 1);
+    EXPECT_LT(first, second);
+
+    // The library keeps its subscriber and handles when a test loads another television.
+    ASSERT_TRUE(tvsim::LoadProfile(R"({"programmes": [{"service_id": 7, "event_id": 9,
+                                        "start": 0, "duration": 60}]})"));
+    EXPECT_EQ(tvsim::Subscriptions().size(), 2u);
+    EXPECT_EQ(subscriber->UnSubscribeProgram(first), 1);
+    EXPECT_EQ(subscriber->UnSubscribeProgram(first), 0);  // already gone
+    ASSERT_TRUE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 7, 9));
+    EXPECT_EQ(g_signals, 1);
+    EXPECT_EQ(g_signalledEvent, 9);
+    EXPECT_FALSE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 7, 10));  // not in the guide
+}
+
+TEST_F(TvsimTest, LaunchesAreRecordedOnlyWhenSent) {
+    tvsim::SetFailure("app_control_send_launch_request:org.tizen.epg");
+    for (const char* app : {"org.tizen.epg", "org.tizen.tv-viewer"}) {
+        app_control_h handle = nullptr;
+        ASSERT_EQ(app_control_create(&handle), APP_CONTROL_ERROR_NONE);
+        app_control_add_extra_data(handle, "called_app", "org.tizen.reminder");
+        app_control_set_app_id(handle, app);
+        app_control_add_extra_data(handle, "svcid", "1001");
+        app_control_send_launch_request(handle, nullptr, nullptr);
+        EXPECT_EQ(tvsim::LiveAppControls(), 1);
+        app_control_destroy(handle);
+    }
+    EXPECT_EQ(tvsim::LiveAppControls(), 0);
+    // Only the launch that went out, with its data in the order added.
+    const auto launches = tvsim::Launches();
+    ASSERT_EQ(launches.size(), 1u);
+    EXPECT_EQ(launches[0].appId, "org.tizen.tv-viewer");
+    using Extra = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(launches[0].extraData,
+              (Extra{{"called_app", "org.tizen.reminder"}, {"svcid", "1001"}}));
 }
 
 }  // namespace

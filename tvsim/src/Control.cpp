@@ -140,7 +140,7 @@ std::vector<RemoteSend> RemoteSends() {
 }
 
 std::vector<Subscription> Subscriptions() {
-    return WithTv(nullptr, [](Simulator& sim) { return sim.records.subscriptions; });
+    return WithTv(nullptr, [](Simulator& sim) { return sim.handles.subscriptions; });
 }
 
 int CallCount(const std::string& name) {
@@ -151,22 +151,24 @@ int CallCount(const std::string& name) {
 }
 
 int LiveAppControls() {
-    return WithTv(nullptr, [](Simulator& sim) { return sim.records.liveAppControls; });
+    return WithTv(nullptr, [](Simulator& sim) { return sim.handles.liveAppControls; });
 }
 
 bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
                          int param1, int param2) {
-    ProgramSignalCallback callback = nullptr;
     TCProgramData programme;
-    const bool found = WithTv(nullptr, [&](Simulator& sim) {
-        callback = sim.records.callback;
-        const detail::GuideEntry* e = FindEntry(sim.tv, serviceId, eventId);
-        if (e != nullptr) programme = e->programme;
-        return e != nullptr;
-    });
-    if (callback == nullptr || !found) return false;
-    // Outside the lock: the callback may well call back into the television.
-    callback(static_cast<EProgramChangeType>(type), &programme, param1, param2);
+    return FindProgramme(serviceId, eventId, programme) &&
+           SignalProgramChange(type, programme, param1, param2);
+}
+
+bool SignalProgramChange(int type, const TCProgramData& programme, int param1, int param2) {
+    const ProgramSignalCallback callback =
+        WithTv(nullptr, [](Simulator& sim) { return sim.handles.callback; });
+    if (callback == nullptr) return false;
+    // Outside the lock: the callback may well call back into the television. It gets a copy,
+    // as from the middleware's own thread.
+    TCProgramData copy = programme;
+    callback(static_cast<EProgramChangeType>(type), &copy, param1, param2);
     return true;
 }
 

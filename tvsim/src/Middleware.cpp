@@ -263,8 +263,8 @@ public:
     int SubscribeProgram(const TCProgramFilteringItem& item, int& handle) override {
         return WithTv("SubscribeProgram", [&](Simulator& sim) {
             if (Fails(sim.tv, "SubscribeProgram")) return kRefused;
-            handle = sim.records.nextHandle++;
-            sim.records.subscriptions.push_back(tvsim::Subscription{handle, item});
+            handle = sim.handles.nextHandle++;
+            sim.handles.subscriptions.push_back(tvsim::Subscription{handle, item});
             return kAnswered;
         });
     }
@@ -272,7 +272,7 @@ public:
     int UnSubscribeProgram(int handle) override {
         return WithTv("UnSubscribeProgram", [&](Simulator& sim) {
             if (Fails(sim.tv, "UnSubscribeProgram")) return kRefused;
-            auto& subs = sim.records.subscriptions;
+            auto& subs = sim.handles.subscriptions;
             const auto it = std::find_if(subs.begin(), subs.end(), [&](const tvsim::Subscription& s) {
                 return s.handle == handle;
             });
@@ -456,7 +456,7 @@ bool TVServiceAPI::CreateSourceControl(int, int, ISourceControl** out) {
 bool TVServiceAPI::CreateProgramSubscriber(int, int, ProgramSignalCallback callback,
                                            IProgramSubscriber** out) {
     if (!Create<IProgramSubscriber, ProgramSubscriber>("CreateProgramSubscriber", out)) return false;
-    WithTv(nullptr, [&](Simulator& sim) { sim.records.callback = callback; });
+    WithTv(nullptr, [&](Simulator& sim) { sim.handles.callback = callback; });
     return true;
 }
 

@@ -148,7 +148,7 @@ int app_control_create(app_control_h* app_control) {
     return WithTv("app_control_create", [&](Simulator& sim) {
         if (Fails(sim.tv, "app_control_create")) return APP_CONTROL_ERROR_OUT_OF_MEMORY;
         *app_control = std::make_unique<app_control_s>().release();
-        ++sim.records.liveAppControls;
+        ++sim.handles.liveAppControls;
         return APP_CONTROL_ERROR_NONE;
     });
 }
@@ -157,7 +157,7 @@ int app_control_destroy(app_control_h app_control) {
     if (app_control == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
     std::unique_ptr<app_control_s> owned(app_control);
     return WithTv("app_control_destroy", [&](Simulator& sim) {
-        --sim.records.liveAppControls;
+        --sim.handles.liveAppControls;
         return APP_CONTROL_ERROR_NONE;
     });
 }

@@ -88,10 +88,15 @@ struct Records {
     std::vector<Launch> launches;
     std::vector<VconfWrite> vconfWrites;
     std::vector<RemoteSend> remoteSends;
+    std::map<std::string, int> callCounts;
+};
+
+// The programme subscriber and the app_control handles outlive a change of profile, as the
+// objects the library holds do, so their state is kept across resets.
+struct Handles {
     std::vector<Subscription> subscriptions;
     int nextHandle = 1;
     ProgramSignalCallback callback = nullptr;
-    std::map<std::string, int> callCounts;
     int liveAppControls = 0;
 };
 
@@ -100,6 +105,7 @@ struct Simulator {
     bool loaded = false;
     Television tv;
     Records records;
+    Handles handles;
     std::vector<LogLine> logs;  // kept across resets: they are the process's log
 };
 

@@ -39,9 +39,10 @@
 // scrambled 101 (0 or 1). IService::FindService fills only the attributes its criteria fetched
 // (none when it fetched none); FindServices fills every attribute when nothing was fetched.
 //
-// The records of the running set (launches, vconf writes, remote sends, subscriptions, call
-// counts) start afresh with every LoadProfile and Reset; the log is the process's and is only
-// emptied by ClearLogs.
+// The records of the running set (launches, vconf writes, remote sends, call counts) start
+// afresh with every LoadProfile and Reset. The programme subscriber (its callback and live
+// subscriptions) and the open app_control handles outlive them, as the objects the library
+// holds do; the log is the process's and is only emptied by ClearLogs.
 #ifndef TVSIM_TVSIM_H
 #define TVSIM_TVSIM_H
 
@@ -135,6 +136,8 @@ int LiveAppControls();
 // from its own thread; false when no subscriber callback is set or the programme is unknown.
 bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
                          int param1 = 0, int param2 = 0);
+// As above with a programme of the caller's own, such as one whose start time has moved.
+bool SignalProgramChange(int type, const TCProgramData& programme, int param1 = 0, int param2 = 0);
 
 }  // namespace tvsim
 
