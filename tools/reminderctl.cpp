@@ -418,6 +418,9 @@ void RunList(const std::string& kind, const std::string& order, bool json) {
     }
     PrintBookingHeader();
     for (const CRemindInfo& item : items) PrintBookingRow(item);
+    std::printf("%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
+                items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
+                CReminderAPIUtil::GetMaxItemCnt());
 }
 
 void RunShow(unsigned long uid) {
