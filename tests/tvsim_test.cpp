@@ -95,7 +95,8 @@ TEST_F(TvsimTest, BadProfilesLeaveAnEmptyTelevisionAndNameTheFault) {
 
     // An event id that does not fit the guide's 16 bits, and one used twice on a service.
     EXPECT_FALSE(tvsim::LoadProfile(
-        R"({"programmes": [{"service_id": 1, "event_id": 70000, "start": 0, "duration": 1}]})", &error));
+        R"({"programmes": [{"service_id": 1, "event_id": 70000, "start": 0, "duration": 1}]})",
+        &error));
     EXPECT_NE(error.find("programmes[0].event_id"), std::string::npos) << error;
     EXPECT_FALSE(tvsim::LoadProfile(
         R"({"programmes": [{"service_id": 1, "event_id": 5, "start": 0, "duration": 1},
@@ -117,8 +118,8 @@ TEST_F(TvsimTest, FindServiceFillsOnlyFetchedAttributesOfTheFirstMatch) {
     byId.Where(SERVICE_ATTR_SERVICE_ID, 1002);
     TCServiceData service;
     ASSERT_EQ(ServiceApi()->FindService(byId, service), 1);
-    EXPECT_EQ(service.Attributes(), (std::map<int, long long>{{SERVICE_ATTR_CHANNEL_TYPE, 2},
-                                                              {SERVICE_ATTR_MAJOR, 2}}));
+    EXPECT_EQ(service.Attributes(),
+              (std::map<int, long long>{{SERVICE_ATTR_CHANNEL_TYPE, 2}, {SERVICE_ATTR_MAJOR, 2}}));
 
     // An attribute the channel lacks (an analogue channel has no programme number) stays absent.
     TCCriteriaHelper analogue;
@@ -190,7 +191,8 @@ TEST_F(TvsimTest, ClockIsUtcPlusOffsetAndStaysStillUntilSet) {
     // Without "now" the clock follows the system.
     ASSERT_TRUE(tvsim::LoadProfile(R"({"utc_offset": 60})"));
     const unsigned long system = static_cast<unsigned long>(std::time(nullptr));
-    EXPECT_NEAR(static_cast<double>(CTimeUtil::GetCurrentTime()), static_cast<double>(system + 60), 5);
+    EXPECT_NEAR(static_cast<double>(CTimeUtil::GetCurrentTime()), static_cast<double>(system + 60),
+                5);
 
     // Calendar helpers use UTC rules on unsigned 32-bit seconds, past 2038 too.
     struct tm broken = {};

@@ -80,8 +80,9 @@ void SetVconfInt(const std::string& key, int value) {
 }
 
 void SetVconfBool(const std::string& key, bool value) {
-    WithTv(nullptr,
-           [&](Simulator& sim) { sim.tv.vconf[key] = detail::VconfValue{true, value ? 1 : 0}; });
+    WithTv(nullptr, [&](Simulator& sim) {
+        sim.tv.vconf[key] = detail::VconfValue{true, value ? 1 : 0};
+    });
 }
 
 void SetSystemInfo(int key, int value) {
@@ -154,8 +155,8 @@ int LiveAppControls() {
     return WithTv(nullptr, [](Simulator& sim) { return sim.handles.liveAppControls; });
 }
 
-bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
-                         int param1, int param2) {
+bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId, int param1,
+                         int param2) {
     TCProgramData programme;
     return FindProgramme(serviceId, eventId, programme) &&
            SignalProgramChange(type, programme, param1, param2);

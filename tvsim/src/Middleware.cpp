@@ -94,8 +94,9 @@ public:
             const GuideEntry* asked = FindEntry(sim.tv, id.m_serviceId, id.m_eventId);
             if (asked == nullptr) return kRefused;
             const size_t event = asked->event;
-            FillKeyed(SelectInStartOrder(sim.tv, [&](const GuideEntry& e) { return e.event == event; }),
-                      programs);
+            FillKeyed(
+                SelectInStartOrder(sim.tv, [&](const GuideEntry& e) { return e.event == event; }),
+                programs);
             return kAnswered;
         });
     }
@@ -135,9 +136,9 @@ public:
         return WithTv("GetFollowingProgram", [&](Simulator& sim) {
             if (Fails(sim.tv, "GetFollowingProgram")) return kRefused;
             const GuideEntry* present = Present(sim.tv, serviceId);
-            const unsigned long from = present != nullptr ? present->programme.StartTime() +
-                                                                present->programme.Duration()
-                                                          : tvsim::detail::UtcNow(sim.tv);
+            const unsigned long from =
+                present != nullptr ? present->programme.StartTime() + present->programme.Duration()
+                                   : tvsim::detail::UtcNow(sim.tv);
             const auto later = SelectInStartOrder(sim.tv, [&](const GuideEntry& e) {
                 return e.programme.ServiceId() == serviceId && e.programme.StartTime() >= from &&
                        &e != present;
@@ -148,7 +149,8 @@ public:
         });
     }
 
-    int GetProgramList(unsigned long long serviceId, std::vector<TCProgramData>& programs) override {
+    int GetProgramList(unsigned long long serviceId,
+                       std::vector<TCProgramData>& programs) override {
         return WithTv("GetProgramList", [&](Simulator& sim) {
             if (Fails(sim.tv, "GetProgramList")) return kRefused;
             programs.clear();
@@ -228,7 +230,8 @@ public:
             if (Fails(sim.tv, "FindServices")) return kRefused;
             services.clear();
             for (const tvsim::detail::Channel& c : sim.tv.channels) {
-                if (Meets(c.service, criteria)) services.push_back(Fetched(c.service, criteria, true));
+                if (Meets(c.service, criteria))
+                    services.push_back(Fetched(c.service, criteria, true));
             }
             return services.empty() ? kRefused : kAnswered;
         });
@@ -273,9 +276,9 @@ public:
         return WithTv("UnSubscribeProgram", [&](Simulator& sim) {
             if (Fails(sim.tv, "UnSubscribeProgram")) return kRefused;
             auto& subs = sim.handles.subscriptions;
-            const auto it = std::find_if(subs.begin(), subs.end(), [&](const tvsim::Subscription& s) {
-                return s.handle == handle;
-            });
+            const auto it =
+                std::find_if(subs.begin(), subs.end(),
+                             [&](const tvsim::Subscription& s) { return s.handle == handle; });
             if (it == subs.end()) return kRefused;
             subs.erase(it);
             return kAnswered;
@@ -302,17 +305,25 @@ bool Create(const char* name, Interface** out) {
     return true;
 }
 
+// Bytes in the UTF-8 sequence that `lead` starts, 0 when it cannot start one.
+int SequenceLength(unsigned char lead) {
+    if (lead < 0x80) return 1;
+    if ((lead & 0xE0) == 0xC0) return 2;
+    if ((lead & 0xF0) == 0xE0) return 3;
+    if ((lead & 0xF8) == 0xF0) return 4;
+    return 0;
+}
+
 // Decodes UTF-8 into UTF-16 code units; a malformed byte becomes U+FFFD.
 std::vector<unsigned short> Utf16(const std::string& text) {
+    static constexpr unsigned char kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
     std::vector<unsigned short> units;
     size_t i = 0;
     while (i < text.size()) {
         const unsigned char lead = static_cast<unsigned char>(text[i]);
-        int length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3
-                                     : (lead >> 3) == 0x1E ? 4 : 0;
-        uint32_t code = length == 1 ? lead : length == 2 ? lead & 0x1F : length == 3 ? lead & 0x0F
-                                                                                     : lead & 0x07;
+        const int length = SequenceLength(lead);
         bool valid = length != 0 && i + static_cast<size_t>(length) <= text.size();
+        uint32_t code = valid ? (lead & kLeadBits[length]) : 0;
         for (int k = 1; valid && k < length; ++k) {
             const unsigned char next = static_cast<unsigned char>(text[i + static_cast<size_t>(k)]);
             valid = (next & 0xC0) == 0x80;
@@ -323,7 +334,7 @@ std::vector<unsigned short> Utf16(const std::string& text) {
             ++i;
             continue;
         }
-        if (code >= 0x10000) {
+        if (code >= 0x10000) {  // outside the basic plane: a surrogate pair
             code -= 0x10000;
             units.push_back(static_cast<unsigned short>(0xD800 | (code >> 10)));
             units.push_back(static_cast<unsigned short>(0xDC00 | (code & 0x3FF)));
@@ -415,8 +426,8 @@ unsigned long CTimeUtil::Unsigned_timegm(struct tm* in) {
 namespace CA_API {
 
 CAService* CAService::CAGeneralInstance() {
-    const bool failing =
-        WithTv("CAGeneralInstance", [](Simulator& sim) { return Fails(sim.tv, "CAGeneralInstance"); });
+    const bool failing = WithTv("CAGeneralInstance",
+                                [](Simulator& sim) { return Fails(sim.tv, "CAGeneralInstance"); });
     if (failing) return nullptr;
     static CAService instance;
     return &instance;
@@ -455,7 +466,8 @@ bool TVServiceAPI::CreateSourceControl(int, int, ISourceControl** out) {
 
 bool TVServiceAPI::CreateProgramSubscriber(int, int, ProgramSignalCallback callback,
                                            IProgramSubscriber** out) {
-    if (!Create<IProgramSubscriber, ProgramSubscriber>("CreateProgramSubscriber", out)) return false;
+    if (!Create<IProgramSubscriber, ProgramSubscriber>("CreateProgramSubscriber", out))
+        return false;
     WithTv(nullptr, [&](Simulator& sim) { sim.handles.callback = callback; });
     return true;
 }

@@ -97,7 +97,8 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
         if (sim.logs.size() >= kMaxLogLines) {
             sim.logs.erase(sim.logs.begin(), sim.logs.begin() + kMaxLogLines / 10);
         }
-        sim.logs.push_back(tvsim::LogLine{static_cast<int>(log_id), prio, tagText, std::move(text)});
+        sim.logs.push_back(
+            tvsim::LogLine{static_cast<int>(log_id), prio, tagText, std::move(text)});
     });
     return written;
 }
@@ -129,9 +130,8 @@ int system_info_get_value_int(system_info_key_e key, int* value) {
 
 int system_settings_get_value_int(system_settings_key_e key, int* value) {
     return WithTv("system_settings_get_value_int", [&](Simulator& sim) {
-        return ReadIntegerTable("system_settings_get_value_int", key, value,
-                                sim.tv.systemSettings, sim.tv,
-                                SYSTEM_SETTINGS_ERROR_INVALID_PARAMETER);
+        return ReadIntegerTable("system_settings_get_value_int", key, value, sim.tv.systemSettings,
+                                sim.tv, SYSTEM_SETTINGS_ERROR_INVALID_PARAMETER);
     });
 }
 

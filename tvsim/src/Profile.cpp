@@ -90,7 +90,8 @@ public:
         return Typed(object, path, name, Json::arrayValue, "expected an array");
     }
 
-    const Json::Value& Object(const Json::Value& object, const std::string& path, const char* name) {
+    const Json::Value& Object(const Json::Value& object, const std::string& path,
+                              const char* name) {
         return Typed(object, path, name, Json::objectValue, "expected an object");
     }
 
@@ -232,9 +233,9 @@ TCProgramData ReadProgramme(ProfileReader& r, const Json::Value& p, const std::s
     const auto eventId = r.Integer(p, path, "event_id", 0, 0xFFFF);
     const auto start = r.Integer(p, path, "start", 0, kMaxUnsigned32);
     const auto duration = r.Integer(p, path, "duration", 0, kMaxUnsigned32);
-    for (const auto& [value, name] : {std::pair{eventId.has_value(), "event_id"},
-                                      std::pair{start.has_value(), "start"},
-                                      std::pair{duration.has_value(), "duration"}}) {
+    for (const auto& [value, name] :
+         {std::pair{eventId.has_value(), "event_id"}, std::pair{start.has_value(), "start"},
+          std::pair{duration.has_value(), "duration"}}) {
         if (!value && !r.Failed()) r.Fail(Join(path, name), "missing");
     }
     base.SetEventId(static_cast<unsigned short>(eventId.value_or(0xFFFF)));
@@ -274,10 +275,9 @@ void AddToGuide(ProfileReader& r, Television& tv, TCProgramData programme, size_
                 const std::string& path) {
     for (const GuideEntry& e : tv.guide) {
         if (SameIdentity(e.programme, programme)) {
-            r.Fail(Join(path, "event_id"), "event " + std::to_string(programme.EventId()) +
-                                               " of service " +
-                                               std::to_string(programme.ServiceId()) +
-                                               " is already in the guide");
+            r.Fail(Join(path, "event_id"),
+                   "event " + std::to_string(programme.EventId()) + " of service " +
+                       std::to_string(programme.ServiceId()) + " is already in the guide");
             return;
         }
     }
@@ -331,8 +331,8 @@ void ReadPvr(ProfileReader& r, const Json::Value& root, Television& tv) {
     }
     const Json::Value& recording = r.Array(pvr, "pvr", "recording_services");
     for (Json::ArrayIndex i = 0; i < recording.size(); ++i) {
-        if (const auto id = r.IntegerValue(recording[i], Index("pvr.recording_services", i), 0,
-                                           LLONG_MAX)) {
+        if (const auto id =
+                r.IntegerValue(recording[i], Index("pvr.recording_services", i), 0, LLONG_MAX)) {
             tv.pvr.recordingServices.insert(static_cast<unsigned long long>(*id));
         }
     }
