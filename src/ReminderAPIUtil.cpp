@@ -56,11 +56,22 @@ CReminderAPIUtil::ProgramMonitorCallback pProgMonitorCB = nullptr;
 void* pProgMonitorCBData = nullptr;
 
 // Seconds are unsigned 32-bit everywhere, even where `unsigned long` is wider.
-uint32_t Seconds(unsigned long t) { return static_cast<uint32_t>(t); }
+uint32_t Seconds(unsigned long t) {
+    return static_cast<uint32_t>(t);
+}
 
 bool IsMarginCountry(int country) {
     switch (country) {
-        case 4: case 8: case 10: case 14: case 21: case 26: case 27: case 28: case 30: case 37:
+        case 4:
+        case 8:
+        case 10:
+        case 14:
+        case 21:
+        case 26:
+        case 27:
+        case 28:
+        case 30:
+        case 37:
             return true;
         default:
             return false;
@@ -79,7 +90,9 @@ void ToCalendarForm(struct tm& tm) {
     tm.tm_mon += 1;
 }
 
-bool HasWeekday(unsigned char mask, int weekday) { return (mask & (1u << weekday)) != 0; }
+bool HasWeekday(unsigned char mask, int weekday) {
+    return (mask & (1u << weekday)) != 0;
+}
 
 // Minutes before the time of day of the item: the occurrence of this very minute counts as gone.
 bool IsBeforeTimeOfDay(const struct tm& now, const struct tm& item) {
@@ -87,7 +100,9 @@ bool IsBeforeTimeOfDay(const struct tm& now, const struct tm& item) {
     return now.tm_hour == item.tm_hour && now.tm_min < item.tm_min;
 }
 
-bool ReadVconfInt(const char* key, int& value) { return vconf_get_int(key, &value) == VCONF_OK; }
+bool ReadVconfInt(const char* key, int& value) {
+    return vconf_get_int(key, &value) == VCONF_OK;
+}
 
 struct IconvCloser {
     void operator()(void* cd) const { iconv_close(static_cast<iconv_t>(cd)); }
@@ -156,7 +171,10 @@ int CReminderAPIUtil::m_LastDay(int year, int month) {
     switch (month) {
         case 2:
             return IsLeapYear(year) ? 29 : 28;
-        case 4: case 6: case 9: case 11:
+        case 4:
+        case 6:
+        case 9:
+        case 11:
             return 30;
         default:
             return 31;
@@ -254,8 +272,8 @@ unsigned long CReminderAPIUtil::GetStartTime(unsigned long start, EReminderRepea
             // Once today's occurrence is gone, comparing the item's time with itself makes
             // today never match, so the next chosen day is found.
             struct tm* reference = passed ? &todayTm : &nowTm;
-            return today + Seconds(m_CalculateManualScheduleOffset(reference, &todayTm, weekday,
-                                                                   weekdays));
+            return today +
+                   Seconds(m_CalculateManualScheduleOffset(reference, &todayTm, weekday, weekdays));
         }
         default:
             return today;
@@ -298,7 +316,9 @@ bool CReminderAPIUtil::SetStartEndMarginTime(int country) {
     return true;
 }
 
-bool CReminderAPIUtil::FlagSupportMarginTime() { return IsMarginCountry(GetCountry()); }
+bool CReminderAPIUtil::FlagSupportMarginTime() {
+    return IsMarginCountry(GetCountry());
+}
 
 int CReminderAPIUtil::GetBackToBackRecordingType() {
     const int country = GetCountry();
@@ -494,7 +514,9 @@ int CReminderAPIUtil::GetCurrentSource() {
     return source;
 }
 
-int CReminderAPIUtil::GetMaxItemCnt() { return kMaxItemCount; }
+int CReminderAPIUtil::GetMaxItemCnt() {
+    return kMaxItemCount;
+}
 
 void CReminderAPIUtil::m_SwitchPowerStateFromPictureOffToNormal() {
     const int state = device_power_get_state();
@@ -580,9 +602,8 @@ bool CReminderAPIUtil::FindChannel(const TCCriteriaHelper& criteria, TCServiceDa
 bool CReminderAPIUtil::FindChannel(const CRemindInfo& item, TCServiceData& service) {
     TCCriteriaHelper criteria;
     for (const int key : {SERVICE_ATTR_SERVICE_ID, SERVICE_ATTR_MAJOR, SERVICE_ATTR_MINOR,
-                          SERVICE_ATTR_CHANNEL_TYPE, SERVICE_ATTR_PTC,
-                          SERVICE_ATTR_PROGRAM_NUMBER, SERVICE_ATTR_TRANSPORT_STREAM_ID,
-                          SERVICE_ATTR_FREQUENCY}) {
+                          SERVICE_ATTR_CHANNEL_TYPE, SERVICE_ATTR_PTC, SERVICE_ATTR_PROGRAM_NUMBER,
+                          SERVICE_ATTR_TRANSPORT_STREAM_ID, SERVICE_ATTR_FREQUENCY}) {
         criteria.Fetch(key);
     }
     criteria.Where(SERVICE_ATTR_SERVICE_ID, static_cast<long long>(item.m_nServiceId));

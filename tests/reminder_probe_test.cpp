@@ -97,7 +97,8 @@ TEST(ReminderProbe, RecorderProbes) {
     EXPECT_FALSE(CReminderAPIUtil::FlagSupportRecordingSpaceChecking());
     EXPECT_TRUE(testsupport::Logged("Create Service Navigation failed."));
     EXPECT_FALSE(CReminderAPIUtil::FlagSupportCRID());
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "TVServiceAPI::CreateSOSpecApp failed"));
+    EXPECT_TRUE(
+        testsupport::LoggedOn(reminder::kLogSystem, "TVServiceAPI::CreateSOSpecApp failed"));
     EXPECT_TRUE(testsupport::Logged("bSupportCRID : [0]"));
 }
 
@@ -117,7 +118,8 @@ TEST(ReminderProbe, ScreenAndPowerState) {
     CReminderAPIUtil::m_SwitchPowerStateFromPictureOffToNormal();
     EXPECT_EQ(tvsim::PowerState(), 2);
 
-    LoadTv(R"({"current_source": 3, "pc_mode": 1, "failures": ["CreateSourceControl", "avoc_get_pc_mode"]})");
+    LoadTv(
+        R"({"current_source": 3, "pc_mode": 1, "failures": ["CreateSourceControl", "avoc_get_pc_mode"]})");
     EXPECT_EQ(CReminderAPIUtil::GetCurrentSource(), -1);
     EXPECT_FALSE(CReminderAPIUtil::FlagPCModeRunning());
     EXPECT_TRUE(testsupport::Logged("avoc_get_pc_mode get failed."));
@@ -167,7 +169,8 @@ TEST(ReminderChannel, FindChannelByBookingAndProgramText) {
     program.SetProgramCRID("/abc");
     program.SetSeriesCRIDs({"a", "b"});
     EXPECT_EQ(CReminderAPIUtil::ProgramToString(program),
-              "program [EventId=17, ProgramCrid='/abc', SeriesCrid='a', 'b' StartTime=1420070400, Major=7]");
+              "program [EventId=17, ProgramCrid='/abc', SeriesCrid='a', 'b' StartTime=1420070400, "
+              "Major=7]");
     // No CRIDs, and a channel without a major number.
     TCProgramData bare;
     bare.SetServiceId(4294967298ULL);
@@ -184,8 +187,12 @@ TEST(ReminderChannel, FindChannelByBookingAndProgramText) {
 namespace {
 int g_firstCalls = 0;
 int g_secondCalls = 0;
-void FirstCallback(EProgramChangeType, TCProgramData*, void* data) { g_firstCalls += *static_cast<int*>(data); }
-void SecondCallback(EProgramChangeType, TCProgramData*, void*) { ++g_secondCalls; }
+void FirstCallback(EProgramChangeType, TCProgramData*, void* data) {
+    g_firstCalls += *static_cast<int*>(data);
+}
+void SecondCallback(EProgramChangeType, TCProgramData*, void*) {
+    ++g_secondCalls;
+}
 }  // namespace
 
 TEST(ReminderMonitoring, OneSubscriberPerProcess) {

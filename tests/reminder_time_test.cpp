@@ -62,7 +62,8 @@ TEST(ReminderCalendar, MonthLengthAndDateChecks) {
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(1969, 1), -1);
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 4), 30);
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 12), 31);
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Invalid value : year[2100], month[2]"));
+    EXPECT_TRUE(
+        testsupport::LoggedOn(reminder::kLogSystem, "Invalid value : year[2100], month[2]"));
 
     // Dates are checked in full-year, 1-based-month form.
     struct tm date = {};
@@ -79,8 +80,9 @@ TEST(ReminderCalendar, MonthLengthAndDateChecks) {
 }
 
 TEST(ReminderCalendar, DateToBinaryAgreesWithTheCalendar) {
-    for (const unsigned long t : {At(1970, 1, 1, 0, 0), At(2000, 3, 1, 0, 0), At(2016, 2, 29, 23, 59, 59),
-                                  At(2015, 12, 31, 12, 30, 15), At(2099, 12, 31, 23, 59, 59)}) {
+    for (const unsigned long t :
+         {At(1970, 1, 1, 0, 0), At(2000, 3, 1, 0, 0), At(2016, 2, 29, 23, 59, 59),
+          At(2015, 12, 31, 12, 30, 15), At(2099, 12, 31, 23, 59, 59)}) {
         struct tm tm = {};
         const time_t tt = static_cast<time_t>(t);
         gmtime_r(&tt, &tm);
@@ -93,7 +95,8 @@ TEST(ReminderClock, CurrentTimeAndLocalOffset) {
     UseClock(utc, 3600);
     // The television's clock is local time.
     EXPECT_EQ(CReminderAPIUtil::GetCurrentTime(), utc + 3600);
-    EXPECT_TRUE(testsupport::Logged("Current time : [1420660800](seconds), [2015-01-07 20:00:00](format)"));
+    EXPECT_TRUE(
+        testsupport::Logged("Current time : [1420660800](seconds), [2015-01-07 20:00:00](format)"));
     EXPECT_EQ(CReminderAPIUtil::GetLocalTime(utc), utc + 3600);
     EXPECT_EQ(CReminderAPIUtil::GetUTCTime(utc + 3600), utc);
     EXPECT_EQ(CReminderAPIUtil::m_GetTimeInfo(At(2015, 1, 7, 20, 30, 5)), 20 * 3600 + 30 * 60 + 5);
@@ -129,9 +132,12 @@ TEST(ReminderRepeat, WeekdayRulesOnEveryDayOfTheWeek) {
         const unsigned long today = At(2015, 1, day, 20, 0);
         const unsigned long noon = At(2015, 1, day, 12, 0);
         const unsigned long night = At(2015, 1, day, 22, 0);
-        EXPECT_EQ(StartAt(noon, kItem, REMINDER_REPEAT_MON_FRI), today + kDay * monFriBefore[weekday]);
-        EXPECT_EQ(StartAt(night, kItem, REMINDER_REPEAT_MON_FRI), today + kDay * monFriPassed[weekday]);
-        EXPECT_EQ(StartAt(noon, kItem, REMINDER_REPEAT_WEEKEND), today + kDay * weekendBefore[weekday]);
+        EXPECT_EQ(StartAt(noon, kItem, REMINDER_REPEAT_MON_FRI),
+                  today + kDay * monFriBefore[weekday]);
+        EXPECT_EQ(StartAt(night, kItem, REMINDER_REPEAT_MON_FRI),
+                  today + kDay * monFriPassed[weekday]);
+        EXPECT_EQ(StartAt(noon, kItem, REMINDER_REPEAT_WEEKEND),
+                  today + kDay * weekendBefore[weekday]);
         EXPECT_EQ(StartAt(noon, kItem, REMINDER_REPEAT_WEEKEND, 0, true),
                   today + kDay * weekendPassed[weekday]);
     }
@@ -141,7 +147,8 @@ TEST(ReminderRepeat, ManualWeekdayMask) {
     const unsigned long wednesday = At(2015, 1, 7, 20, 0);
     const unsigned char onlyWednesday = Days({3});
     // Today chosen and the time still ahead: today.
-    EXPECT_EQ(StartAt(At(2015, 1, 7, 12, 0), kItem, REMINDER_REPEAT_MANUAL, onlyWednesday), wednesday);
+    EXPECT_EQ(StartAt(At(2015, 1, 7, 12, 0), kItem, REMINDER_REPEAT_MANUAL, onlyWednesday),
+              wednesday);
     // Only today chosen and the time gone (or skipped): the same day next week.
     EXPECT_EQ(StartAt(At(2015, 1, 7, 21, 0), kItem, REMINDER_REPEAT_MANUAL, onlyWednesday),
               wednesday + kWeek);
@@ -163,13 +170,18 @@ TEST(ReminderRepeat, ManualWeekdayMask) {
 }
 
 TEST(ReminderRepeat, MonthYearAndLeapDayEdges) {
-    EXPECT_EQ(StartAt(At(2015, 12, 31, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY), At(2016, 1, 1, 20, 0));
-    EXPECT_EQ(StartAt(At(2016, 2, 28, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY), At(2016, 2, 29, 20, 0));
-    EXPECT_EQ(StartAt(At(2015, 2, 28, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY), At(2015, 3, 1, 20, 0));
+    EXPECT_EQ(StartAt(At(2015, 12, 31, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY),
+              At(2016, 1, 1, 20, 0));
+    EXPECT_EQ(StartAt(At(2016, 2, 28, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY),
+              At(2016, 2, 29, 20, 0));
+    EXPECT_EQ(StartAt(At(2015, 2, 28, 21, 0), kItem, REMINDER_REPEAT_EVERYDAY),
+              At(2015, 3, 1, 20, 0));
     // Friday 2016-12-30 after the time: Monday of the next year.
-    EXPECT_EQ(StartAt(At(2016, 12, 30, 21, 0), kItem, REMINDER_REPEAT_MON_FRI), At(2017, 1, 2, 20, 0));
+    EXPECT_EQ(StartAt(At(2016, 12, 30, 21, 0), kItem, REMINDER_REPEAT_MON_FRI),
+              At(2017, 1, 2, 20, 0));
     // Sunday 2016-02-28 after the time: Saturday in March.
-    EXPECT_EQ(StartAt(At(2016, 2, 28, 21, 0), kItem, REMINDER_REPEAT_WEEKEND), At(2016, 3, 5, 20, 0));
+    EXPECT_EQ(StartAt(At(2016, 2, 28, 21, 0), kItem, REMINDER_REPEAT_WEEKEND),
+              At(2016, 3, 5, 20, 0));
     EXPECT_EQ(StartAt(At(2015, 12, 30, 21, 0), kItem, REMINDER_REPEAT_MANUAL, Days({2})),
               At(2016, 1, 5, 20, 0));
 }
@@ -212,13 +224,17 @@ TEST(ReminderMargins, SetWritesThePerCountryMinutes) {
     // A failing end write is reported after the start was written.
     LoadTv(R"({"failures": ["vconf_set_int:db/schedule-manager/endmargin"]})");
     EXPECT_FALSE(CReminderAPIUtil::SetStartEndMarginTime(37));
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Fail to set start margin time to vconf."));
+    ASSERT_EQ(tvsim::VconfWrites().size(), 1u);
+    EXPECT_EQ(tvsim::VconfWrites()[0].key, "db/schedule-manager/startmargin");
+    EXPECT_TRUE(
+        testsupport::LoggedOn(reminder::kLogSystem, "Fail to set start margin time to vconf."));
 }
 
 TEST(ReminderMargins, GetReadsMinutesAsSeconds) {
     unsigned long start = 7;
     unsigned long end = 7;
-    LoadTv(R"({"vconf": {"db/schedule-manager/startmargin": 2, "db/schedule-manager/endmargin": 5}})");
+    LoadTv(
+        R"({"vconf": {"db/schedule-manager/startmargin": 2, "db/schedule-manager/endmargin": 5}})");
     EXPECT_TRUE(CReminderAPIUtil::GetStartEndMarginTime(start, end));
     EXPECT_EQ(start, 120UL);
     EXPECT_EQ(end, 300UL);
@@ -229,7 +245,8 @@ TEST(ReminderMargins, GetReadsMinutesAsSeconds) {
     EXPECT_FALSE(CReminderAPIUtil::GetStartEndMarginTime(start, end));
     EXPECT_EQ(start, 60UL);
     EXPECT_EQ(end, 7UL);
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Fail to get start margin time from vconf."));
+    EXPECT_TRUE(
+        testsupport::LoggedOn(reminder::kLogSystem, "Fail to get start margin time from vconf."));
 
     // The start read failing touches neither.
     start = end = 7;
