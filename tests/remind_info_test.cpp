@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "FCAPI.h"
 #include "RemindInfo.h"
 #include "TCProgramData.h"
 #include "TCServiceData.h"
@@ -28,7 +29,12 @@ std::string Profile(int country) {
         {"service_id": 4097, "major": 7, "minor": 1, "ptc": 33, "channel_type": 2,
          "program_number": 101, "transport_stream_id": 9, "frequency": 474000,
          "service_profile": 3, "name": "Sieben Ü", "scrambled": true},
-        {"service_id": 4098, "major": 8, "channel_type": 1}]})";
+        {"service_id": 4098, "major": 8, "channel_type": 1}],
+      "pvr": {"default_device": 1},
+      "virtual_programmes": [{"service_id": 4097, "start": 1420070430, "title": "Clip",
+                              "description": "Short"}],
+      "remote_channels": [{"source": 9, "activity_id": 4, "major": 5, "minor": 0,
+                           "name": "Box Five"}]})";
 }
 
 class RemindInfoTest : public ::testing::Test {
@@ -212,6 +218,47 @@ TEST_F(RemindInfoTest, ManualSetByChannelNumbers) {
     EXPECT_EQ(unknown.m_nProgramNumber, 5);
     EXPECT_EQ(unknown.m_nServiceId, ~0ULL);
     EXPECT_EQ(unknown.m_nTransportStreamId, 65535);
+}
+
+TEST_F(RemindInfoTest, OtherSourcesAndBookingKinds) {
+    const TCProgramData p = Programme(1420070400, 1800);
+    CRemindInfo r;
+    // Without a programme subscriber nothing is monitored: a plain recording.
+    r.SetRecording(p);
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_RECORDING);
+    EXPECT_EQ(r.m_nDevice, 1);
+    r.SetTimerViewing(p);
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_VIEWING);
+
+    // A virtual-channel programme starts a fresh record and takes the provider's texts.
+    r.Set(FCVirtualProgramId(kSeven, 1420070430, 1790), REMINDER_RESERVE_RECORDING);
+    EXPECT_EQ(r.m_nStreamType, REMINDER_STREAM_VIRTUAL);
+    EXPECT_EQ(r.m_nDevice, 65535);
+    EXPECT_EQ(r.m_nMajor, 7);
+    EXPECT_EQ(r.m_nEventTime, 1420074000u);
+    EXPECT_EQ(r.m_nDuration, 1850u);
+    EXPECT_EQ(r.m_nStartMarginTime, 120u);
+    EXPECT_EQ(r.m_sTitle, "Clip");
+    EXPECT_EQ(r.m_sSynopsis, "Short");
+    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_RECORDING);
+
+    r.Set(FCRemoteProgram(1420070400, 600), kAnalogue, REMINDER_RESERVE_VIEWING);
+    EXPECT_EQ(r.m_nStreamType, REMINDER_STREAM_REMOTE);
+    EXPECT_EQ(r.m_nServiceId, kAnalogue);
+    EXPECT_EQ(r.m_sTitle, "");
+    EXPECT_EQ(r.m_nUTCStartTime, 1420070400u);
+    EXPECT_EQ(r.m_nDuration, 600u);
+
+    // A remote channel's name comes from the box behind the universal remote.
+    r.m_bRemoteChannel = true;
+    r.m_nSource = 9;
+    r.m_nMajor = 5;
+    r.m_nMinor = 0;
+    EXPECT_EQ(r.GetChannelName(), "Box Five");
+    r.m_nSource = 10;
+    EXPECT_EQ(r.GetChannelName(), "");
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "GetActivityIDBySourceID() is failed!!"));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Find Remote Channel Failed."));
 }
 
 TEST_F(RemindInfoTest, OrderingIsSignedForKindUnsignedForTimes) {
