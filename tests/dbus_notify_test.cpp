@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "DataControl.h"
+#include "ReminderAPI.h"
 #include "ReminderDBusInfo.h"
 #include "TestSupport.h"
 #include "reminder_api.h"
@@ -265,6 +266,32 @@ TEST_F(DBusNotifyTest, ProcessHearsItsOwnChangeThroughTheBus) {
     EXPECT_EQ(m_recorder.events.front(), kListChanged);
     EXPECT_TRUE(testsupport::LoggedOn(0, "Send Message : 0 12 0 0 0 "));
     EXPECT_TRUE(testsupport::LoggedOn(0, "0 12 0 0 0 "));
+}
+
+TEST_F(DBusNotifyTest, EngineAnnouncesChangesOnlyWhereItShould) {
+    ASSERT_EQ(reminder_register_signal_callback(&Recorder::Record, &m_recorder), 1);
+    CReminderAPI* api = CReminderAPI::GetInstance();
+    CRemindInfo quiet;
+    quiet.m_nReserveType = REMINDER_RESERVE_VIEWING;
+    quiet.m_sTitle = "quiet";
+    CRemindInfo loud(quiet);
+    loud.m_sTitle = "loud";
+    ASSERT_TRUE(api->AddRemindItem(quiet, false, false));  // the caller asked for no event
+    ASSERT_TRUE(api->AddRemindItem(loud, false, true));
+    // The invalid UID is refused before the store; any other deletion attempt announces itself,
+    // found or not.
+    EXPECT_FALSE(api->DeleteRemindItemAloneByUid(REMINDER_INVALID_UID));
+    api->DeleteRemindItemAloneByUid(987654);
+
+    // Our own events come back in the order sent, so the marker arrives last.
+    const TReminderEvent marker = {5, 5, 5, 5, PT_PARAM_TYPE_NONE};
+    ASSERT_EQ(reminder_send_event(&marker), 1);
+    ASSERT_TRUE(RunMainLoopUntil([&] {
+        return !m_recorder.events.empty() && m_recorder.events.back() == marker;
+    }));
+    EXPECT_EQ(m_recorder.events,
+              (std::vector<TReminderEvent>{kListChanged, kListChanged, marker}));
+    EXPECT_EQ(StoredRows(), 2);
 }
 
 TEST_F(DBusNotifyTest, RegisteringTwiceKeepsOneSubscriptionAndCallsOnlyTheLatest) {
