@@ -139,8 +139,8 @@ void OnBenchSignal(GDBusConnection* bus, const gchar*, const gchar*, const gchar
     // Only what the parent sends: the child's own answers would load it for nothing.
     for (const char* member : {"Ping", "Quit"}) {
         g_dbus_connection_signal_subscribe(bus, nullptr, kBenchInterface, member, kBenchPath,
-                                           nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &OnBenchSignal,
-                                           loop, nullptr);
+                                           nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &OnBenchSignal, loop,
+                                           nullptr);
     }
     // A round trip: the daemon has taken both subscriptions before the parent starts.
     GVariant* reply = g_dbus_connection_call_sync(
@@ -158,7 +158,7 @@ void OnBenchSignal(GDBusConnection* bus, const gchar*, const gchar*, const gchar
 struct SAnswers {
     int nChanged = 0;
     int nPong = 0;
-    gint64 nHandledAt = 0;  // the child's time in its last answer
+    gint64 nHandledAt = 0;   // the child's time in its last answer
     gint64 nReceivedAt = 0;  // our time when that answer arrived
 };
 
@@ -230,8 +230,8 @@ void BareSignal(benchmark::State& state, std::vector<double>& samples, bool roun
         }
         const int before = g_answers.nPong;
         const gint64 sentAt = NowNs();
-        g_dbus_connection_emit_signal(g_bus, nullptr, kBenchPath, kBenchInterface, "Ping",
-                                      nullptr, nullptr);
+        g_dbus_connection_emit_signal(g_bus, nullptr, kBenchPath, kBenchInterface, "Ping", nullptr,
+                                      nullptr);
         if (!AwaitAnswer(g_answers.nPong, before)) {
             state.SkipWithError("no answer from the other process");
             break;
@@ -243,8 +243,12 @@ void BareSignal(benchmark::State& state, std::vector<double>& samples, bool roun
     }
 }
 
-void BM_BareSignalOneWay(benchmark::State& state) { BareSignal(state, g_bareOneWay, false); }
-void BM_BareSignalRoundTrip(benchmark::State& state) { BareSignal(state, g_bareRoundTrip, true); }
+void BM_BareSignalOneWay(benchmark::State& state) {
+    BareSignal(state, g_bareOneWay, false);
+}
+void BM_BareSignalRoundTrip(benchmark::State& state) {
+    BareSignal(state, g_bareRoundTrip, true);
+}
 // The bare signal with the same commit before it as in ChangeToCallback: separates the library's
 // own cost from the machine waking up after the file write.
 void BM_BareSignalAfterCommit(benchmark::State& state) {
@@ -255,7 +259,10 @@ void BM_BareSignalAfterCommit(benchmark::State& state) {
 BENCHMARK(BM_ChangeToCallback)->UseManualTime()->Iterations(500)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BareSignalOneWay)->UseManualTime()->Iterations(2000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_BareSignalRoundTrip)->UseManualTime()->Iterations(2000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_BareSignalAfterCommit)->UseManualTime()->Iterations(500)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_BareSignalAfterCommit)
+    ->UseManualTime()
+    ->Iterations(500)
+    ->Unit(benchmark::kMicrosecond);
 
 double Median(std::vector<double> samples) {
     if (samples.empty()) return 0.0;
@@ -330,14 +337,14 @@ int main(int argc, char** argv) {
     g_bus = childReady ? g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr) : nullptr;
     if (g_bus != nullptr) {
         for (const char* member : {"Changed", "Pong"}) {
-            g_dbus_connection_signal_subscribe(g_bus, nullptr, kBenchInterface, member,
-                                               kBenchPath, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
-                                               &OnAnswer, nullptr, nullptr);
+            g_dbus_connection_signal_subscribe(g_bus, nullptr, kBenchInterface, member, kBenchPath,
+                                               nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &OnAnswer,
+                                               nullptr, nullptr);
         }
         benchmark::RunSpecifiedBenchmarks();
         PrintClosingNote();
-        g_dbus_connection_emit_signal(g_bus, nullptr, kBenchPath, kBenchInterface, "Quit",
-                                      nullptr, nullptr);
+        g_dbus_connection_emit_signal(g_bus, nullptr, kBenchPath, kBenchInterface, "Quit", nullptr,
+                                      nullptr);
         g_dbus_connection_flush_sync(g_bus, nullptr, nullptr);
         status = 0;
     } else {

@@ -46,13 +46,17 @@ int reminder_register_signal_callback(reminder_signal_cb func, void* data) {
     return RegisterSignalCallback(func, data);
 }
 
-int reminder_unregister_signal_callback(void) { return UnregisterSignalCallback(); }
+int reminder_unregister_signal_callback(void) {
+    return UnregisterSignalCallback();
+}
 
 int reminder_e_register_signal_callback(reminder_signal_cb func, void* data) {
     return RegisterSignalCallback(func, data);
 }
 
-int reminder_e_unregister_signal_callback(void) { return UnregisterSignalCallback(); }
+int reminder_e_unregister_signal_callback(void) {
+    return UnregisterSignalCallback();
+}
 
 int reminder_send_event(const TReminderEvent* event) {
     return Guarded([&] { return CReminderDBusInfo::SendEvent(event) ? 1 : 0; });

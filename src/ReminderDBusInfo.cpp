@@ -74,10 +74,10 @@ bool CReminderDBusInfo::SendEvent(const TReminderEvent* event) {
         return false;
     }
     // The message sinks the floating body reference.
-    g_dbus_message_set_body(message.get(),
-                            g_variant_new(kBodyType, event->nCategory,
-                                          static_cast<gint32>(event->nEvent), event->nParam1,
-                                          event->nParam2, static_cast<gint32>(event->eParamType)));
+    g_dbus_message_set_body(
+        message.get(),
+        g_variant_new(kBodyType, event->nCategory, static_cast<gint32>(event->nEvent),
+                      event->nParam1, event->nParam2, static_cast<gint32>(event->eParamType)));
     if (!Send(connection.get(), message.get())) {
         REMINDER_ERR("Send event failed.");
         return false;
@@ -88,8 +88,7 @@ bool CReminderDBusInfo::SendEvent(const TReminderEvent* event) {
     return true;
 }
 
-bool CReminderDBusInfo::SendEvent(unsigned long event, long param1, long param2,
-                                  PTParamType type) {
+bool CReminderDBusInfo::SendEvent(unsigned long event, long param1, long param2, PTParamType type) {
     TReminderEvent record{};
     record.nCategory = 0;
     record.nEvent = static_cast<unsigned int>(event);

@@ -37,8 +37,8 @@ int Burst(int count) {
 }
 
 int Offline() {
-    const int registered = reminder_register_signal_callback(
-        [](void*, TReminderEvent*) {}, nullptr);
+    const int registered =
+        reminder_register_signal_callback([](void*, TReminderEvent*) {}, nullptr);
     const TReminderEvent event = {1, 2, 3, 4, PT_PARAM_TYPE_NONE};
     const int sent = reminder_send_event(&event);
     const bool changed = StoreChange();
@@ -53,8 +53,8 @@ template <typename Done>
 bool Iterate(Done done, guint timeoutMs) {
     const gint64 deadline = g_get_monotonic_time() + gint64{timeoutMs} * 1000;
     GSource* tick = g_timeout_source_new(10);
-    g_source_set_callback(tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr,
-                          nullptr);
+    g_source_set_callback(
+        tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
     g_source_attach(tick, nullptr);
     while (!done() && g_get_monotonic_time() < deadline) g_main_context_iteration(nullptr, TRUE);
     g_source_destroy(tick);

@@ -36,8 +36,8 @@ bool operator==(const TReminderEvent& a, const TReminderEvent& b) {
 }
 
 void PrintTo(const TReminderEvent& e, std::ostream* os) {
-    *os << "{" << e.nCategory << ", " << e.nEvent << ", " << e.nParam1 << ", " << e.nParam2
-        << ", " << e.eParamType << "}";
+    *os << "{" << e.nCategory << ", " << e.nEvent << ", " << e.nParam1 << ", " << e.nParam2 << ", "
+        << e.eParamType << "}";
 }
 
 namespace {
@@ -88,7 +88,8 @@ public:
 
     // The next line of output without its end; empty at end of output or after `timeoutMs`.
     std::string ReadLine(int timeoutMs) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        const auto deadline =
+            std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
         while (true) {
             const size_t end = m_buffer.find('\n');
             if (end != std::string::npos) {
@@ -286,11 +287,9 @@ TEST_F(DBusNotifyTest, EngineAnnouncesChangesOnlyWhereItShould) {
     // Our own events come back in the order sent, so the marker arrives last.
     const TReminderEvent marker = {5, 5, 5, 5, PT_PARAM_TYPE_NONE};
     ASSERT_EQ(reminder_send_event(&marker), 1);
-    ASSERT_TRUE(RunMainLoopUntil([&] {
-        return !m_recorder.events.empty() && m_recorder.events.back() == marker;
-    }));
-    EXPECT_EQ(m_recorder.events,
-              (std::vector<TReminderEvent>{kListChanged, kListChanged, marker}));
+    ASSERT_TRUE(RunMainLoopUntil(
+        [&] { return !m_recorder.events.empty() && m_recorder.events.back() == marker; }));
+    EXPECT_EQ(m_recorder.events, (std::vector<TReminderEvent>{kListChanged, kListChanged, marker}));
     EXPECT_EQ(StoredRows(), 2);
 }
 
@@ -415,14 +414,16 @@ TEST_F(DBusNotifyTest, WatchCommandPrintsEachEventAsItArrives) {
 
 // The television's policy file, on a bus that otherwise allows everything.
 TEST(DBusPolicyTest, AllowsTheChangeSignalAndNothingElseOfItsInterface) {
-    PrivateBus bus("<include>" + std::string(REMINDER_SOURCE_DIR) + "/dbus/reminder-api.conf</include>");
+    PrivateBus bus("<include>" + std::string(REMINDER_SOURCE_DIR) +
+                   "/dbus/reminder-api.conf</include>");
     ASSERT_FALSE(bus.Address().empty());
-    const auto flags = static_cast<GDBusConnectionFlags>(
-        G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    GDBusConnection* receiver =
-        g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags, nullptr, nullptr, nullptr);
-    GDBusConnection* sender =
-        g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags, nullptr, nullptr, nullptr);
+    const auto flags =
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+    GDBusConnection* receiver = g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags,
+                                                                       nullptr, nullptr, nullptr);
+    GDBusConnection* sender = g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags,
+                                                                     nullptr, nullptr, nullptr);
     ASSERT_NE(receiver, nullptr);
     ASSERT_NE(sender, nullptr);
 
@@ -432,13 +433,14 @@ TEST(DBusPolicyTest, AllowsTheChangeSignalAndNothingElseOfItsInterface) {
         G_DBUS_SIGNAL_FLAGS_NONE,
         [](GDBusConnection*, const gchar*, const gchar* path, const gchar*, const gchar* member,
            GVariant*, gpointer data) {
-            static_cast<std::vector<std::string>*>(data)->push_back(std::string(path) + " " + member);
+            static_cast<std::vector<std::string>*>(data)->push_back(std::string(path) + " " +
+                                                                    member);
         },
         &heard, nullptr);
     // A round trip on the receiver makes sure its match rule is in place before anything is sent.
-    GVariant* reply = g_dbus_connection_call_sync(receiver, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                  "org.freedesktop.DBus", "GetId", nullptr, nullptr,
-                                                  G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    GVariant* reply = g_dbus_connection_call_sync(
+        receiver, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     if (reply != nullptr) g_variant_unref(reply);
 
     const auto emit = [&](const char* path, const char* member) {
@@ -450,7 +452,8 @@ TEST(DBusPolicyTest, AllowsTheChangeSignalAndNothingElseOfItsInterface) {
     emit("/org/tizen/tv/reminder", "Signal");
     g_dbus_connection_flush_sync(sender, nullptr, nullptr);
     // The bus keeps one sender's order: whatever it let through arrived before the last signal.
-    EXPECT_TRUE(RunMainLoopUntil([&] { return !heard.empty() && heard.back() == "/org/tizen/tv/reminder Signal"; }));
+    EXPECT_TRUE(RunMainLoopUntil(
+        [&] { return !heard.empty() && heard.back() == "/org/tizen/tv/reminder Signal"; }));
     EXPECT_EQ(heard, std::vector<std::string>{"/org/tizen/tv/reminder Signal"});
 
     g_dbus_connection_signal_unsubscribe(receiver, id);

@@ -96,7 +96,8 @@ void RunWatch(const SWatchOptions& options) {
     reminder_unregister_signal_callback();
     // Sources that already fired removed themselves; removing them again would warn.
     const auto removeIfAttached = [](guint id) {
-        if (id != 0 && g_main_context_find_source_by_id(nullptr, id) != nullptr) g_source_remove(id);
+        if (id != 0 && g_main_context_find_source_by_id(nullptr, id) != nullptr)
+            g_source_remove(id);
     };
     removeIfAttached(timer);
     removeIfAttached(onInt);
