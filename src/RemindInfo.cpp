@@ -38,10 +38,10 @@ bool CountryMatchesCrid(int country) {
 // The attributes every channel lookup asks for, in the order the middleware expects them.
 TCCriteriaHelper ChannelCriteria() {
     TCCriteriaHelper criteria;
-    for (const int key : {SERVICE_ATTR_SERVICE_PROFILE, SERVICE_ATTR_TRANSPORT_STREAM_ID,
-                          SERVICE_ATTR_FREQUENCY, SERVICE_ATTR_MAJOR, SERVICE_ATTR_MINOR,
-                          SERVICE_ATTR_PTC, SERVICE_ATTR_CHANNEL_TYPE,
-                          SERVICE_ATTR_PROGRAM_NUMBER}) {
+    for (const int key :
+         {SERVICE_ATTR_SERVICE_PROFILE, SERVICE_ATTR_TRANSPORT_STREAM_ID, SERVICE_ATTR_FREQUENCY,
+          SERVICE_ATTR_MAJOR, SERVICE_ATTR_MINOR, SERVICE_ATTR_PTC, SERVICE_ATTR_CHANNEL_TYPE,
+          SERVICE_ATTR_PROGRAM_NUMBER}) {
         criteria.Fetch(key);
     }
     return criteria;
@@ -223,8 +223,12 @@ void ReadExtProgramId(const Json::Value& object, CRemindInfo::SExtProgramId& id)
     id.nEITTableId = object["nEITTableId"].asInt();
 }
 
-uint16_t AsU16(const Json::Value& value) { return static_cast<uint16_t>(value.asUInt()); }
-uint8_t AsU8(const Json::Value& value) { return static_cast<uint8_t>(value.asUInt()); }
+uint16_t AsU16(const Json::Value& value) {
+    return static_cast<uint16_t>(value.asUInt());
+}
+uint8_t AsU8(const Json::Value& value) {
+    return static_cast<uint8_t>(value.asUInt());
+}
 
 }  // namespace
 
@@ -347,8 +351,9 @@ void CRemindInfo::Set(const TCProgramData& program, EReserveType type) {
     REMINDER_LOG("m_sProgramCrid = %s", m_sProgramCrid.c_str());
 
     if (program.TitleLength() > 0) {
-        m_sTitle = ProgramText(program.TitleLength(),
-                               [&](char* buffer, int length) { return program.Title(buffer, length); });
+        m_sTitle = ProgramText(program.TitleLength(), [&](char* buffer, int length) {
+            return program.Title(buffer, length);
+        });
     }
     if (program.ExtendedTextLength() > 0) {
         m_sSynopsis = ProgramText(program.ExtendedTextLength(), [&](char* buffer, int length) {
@@ -455,15 +460,14 @@ bool CRemindInfo::operator<(const CRemindInfo& other) const {
 
 bool CRemindInfo::operator==(const CRemindInfo& o) const {
     const auto numbers = [](const CRemindInfo& r) {
-        return std::tie(r.m_nServiceId, r.m_nServiceProfile, r.m_nChannelType, r.m_nMajor,
-                        r.m_nMinor, r.m_nPTC, r.m_nProgramNumber, r.m_nTransportStreamId,
-                        r.m_nTimeMargin, r.m_nDevice, r.m_nEventId, r.m_nErrno, r.m_nSeriesId,
-                        r.m_nExpiredDate, r.m_nUid, r.m_nBookingOrder, r.m_nUTCStartTime,
-                        r.m_nEventTime, r.m_nStartMarginTime, r.m_nEndMarginTime,
-                        r.m_nRCTExpiryTime, r.m_nAddedTime, r.m_nActivationTime, r.m_nExpiryTime,
-                        r.m_nPublishedDuration, r.m_cManualRepeat, r.m_cContentVersion,
-                        r.m_nUTCDuration, r.m_cGenre, r.m_nDuration, r.m_frequency,
-                        r.m_nEpisodeNumber, r.m_nLastEpisodeNumber);
+        return std::tie(
+            r.m_nServiceId, r.m_nServiceProfile, r.m_nChannelType, r.m_nMajor, r.m_nMinor, r.m_nPTC,
+            r.m_nProgramNumber, r.m_nTransportStreamId, r.m_nTimeMargin, r.m_nDevice, r.m_nEventId,
+            r.m_nErrno, r.m_nSeriesId, r.m_nExpiredDate, r.m_nUid, r.m_nBookingOrder,
+            r.m_nUTCStartTime, r.m_nEventTime, r.m_nStartMarginTime, r.m_nEndMarginTime,
+            r.m_nRCTExpiryTime, r.m_nAddedTime, r.m_nActivationTime, r.m_nExpiryTime,
+            r.m_nPublishedDuration, r.m_cManualRepeat, r.m_cContentVersion, r.m_nUTCDuration,
+            r.m_cGenre, r.m_nDuration, r.m_frequency, r.m_nEpisodeNumber, r.m_nLastEpisodeNumber);
     };
     const auto flags = [](const CRemindInfo& r) {
         return std::tie(r.m_bIsHD, r.m_bRemoteChannel, r.m_bAlarmed, r.m_bRecordingSpaceAlarmed,
@@ -473,8 +477,7 @@ bool CRemindInfo::operator==(const CRemindInfo& o) const {
     };
     const auto extId = [](const CRemindInfo& r) {
         return std::tie(r.m_extProgramId.nUTCStartTime, r.m_extProgramId.nUTCDuration,
-                        r.m_extProgramId.cEITNumber, r.m_extProgramId.nEITTableId,
-                        r.m_nStreamType);
+                        r.m_extProgramId.cEITNumber, r.m_extProgramId.nEITTableId, r.m_nStreamType);
     };
     return numbers(*this) == numbers(o) && flags(*this) == flags(o) && m_sTitle == o.m_sTitle &&
            m_sChannelName == o.m_sChannelName &&
@@ -528,9 +531,13 @@ bool CRemindInfo::CompareCRID(const CRemindInfo& other) const {
            EqualIgnoringCase(m_sProgramCrid, other.m_sProgramCrid);
 }
 
-std::string CRemindInfo::ProgramCrid() const { return LowerCopy(m_sProgramCrid); }
+std::string CRemindInfo::ProgramCrid() const {
+    return LowerCopy(m_sProgramCrid);
+}
 
-std::string CRemindInfo::SeriesCrid() const { return LowerCopy(m_sSeriesCrid); }
+std::string CRemindInfo::SeriesCrid() const {
+    return LowerCopy(m_sSeriesCrid);
+}
 
 bool CRemindInfo::IsConflict(const CRemindInfo& other) const {
     if (CompareEvent(other)) return false;
@@ -551,7 +558,9 @@ bool CRemindInfo::IsPartOfASeries() const {
     return !m_sSeriesCrid.empty();
 }
 
-bool CRemindInfo::IsSplitEvent() const { return m_sProgramCrid.find('#') != std::string::npos; }
+bool CRemindInfo::IsSplitEvent() const {
+    return m_sProgramCrid.find('#') != std::string::npos;
+}
 
 void CRemindInfo::CopyDetailsInto(TCProgramId& id) const {
     id.m_serviceId = m_nServiceId;

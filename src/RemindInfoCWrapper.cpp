@@ -7,7 +7,9 @@
 // A handle is the address of a heap record; the C side never sees inside it.
 namespace {
 
-CRemindInfo* AsRecord(remind_info_type_s* handle) { return reinterpret_cast<CRemindInfo*>(handle); }
+CRemindInfo* AsRecord(remind_info_type_s* handle) {
+    return reinterpret_cast<CRemindInfo*>(handle);
+}
 
 remind_info_type_s* AsHandle(CRemindInfo* record) {
     return reinterpret_cast<remind_info_type_s*>(record);
@@ -17,8 +19,12 @@ remind_info_type_s* AsHandle(CRemindInfo* record) {
 
 extern "C" {
 
-remind_info_type_s* reminder_info_add(void) { return AsHandle(new (std::nothrow) CRemindInfo()); }
+remind_info_type_s* reminder_info_add(void) {
+    return AsHandle(new (std::nothrow) CRemindInfo());
+}
 
-void reminder_info_del(remind_info_type_s* handle) { delete AsRecord(handle); }
+void reminder_info_del(remind_info_type_s* handle) {
+    delete AsRecord(handle);
+}
 
 }  // extern "C"

@@ -8,7 +8,9 @@
 #include "TestSupport.h"
 #include "tvsim/tvsim.h"
 
-void PrintTo(const CRemindInfo& r, std::ostream* os) { *os << r.ToString(); }
+void PrintTo(const CRemindInfo& r, std::ostream* os) {
+    *os << r.ToString();
+}
 
 namespace {
 
@@ -102,16 +104,18 @@ TEST_F(RemindInfoJsonTest, DocumentShape) {
     EXPECT_EQ(text.rfind("{\"m_bAlarmed\":false,", 0), 0u) << text;
     EXPECT_FALSE(Contains(text, "m_vCompList"));
     // The programme id is always a one-element array, even when all zero.
-    EXPECT_TRUE(Contains(text, "\"m_extProgramId\":[{\"cEITNumber\":0,\"nEITTableId\":0,"
-                               "\"nUTCDuration\":0,\"nUTCStartTime\":0}]"))
+    EXPECT_TRUE(Contains(text,
+                         "\"m_extProgramId\":[{\"cEITNumber\":0,\"nEITTableId\":0,"
+                         "\"nUTCDuration\":0,\"nUTCStartTime\":0}]"))
         << text;
     EXPECT_TRUE(Contains(text, "\"m_cRepeatLabel\":255,"));
     EXPECT_TRUE(Contains(text, "\"m_nServiceProfile\":-1,"));
     EXPECT_TRUE(Contains(text, "\"m_nServiceId\":18446744073709551615,"));
 
     const std::string full = Extreme().Serialize();
-    EXPECT_TRUE(Contains(full, "\"m_vCompList\":[{\"cComponentTag\":1,\"nLanguage\":6647399,"
-                               "\"nStreamContentComponentType\":515},{"))
+    EXPECT_TRUE(Contains(full,
+                         "\"m_vCompList\":[{\"cComponentTag\":1,\"nLanguage\":6647399,"
+                         "\"nStreamContentComponentType\":515},{"))
         << full;
 
     // A document without components leaves the record's own list alone.

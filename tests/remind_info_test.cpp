@@ -13,7 +13,9 @@
 #include "tvsim/tvsim.h"
 
 // Failures show the record's text rather than its bytes.
-void PrintTo(const CRemindInfo& r, std::ostream* os) { *os << r.ToString(); }
+void PrintTo(const CRemindInfo& r, std::ostream* os) {
+    *os << r.ToString();
+}
 
 namespace {
 
