@@ -1,0 +1,167 @@
+// Finding the stored booking of a record, updating a booking, and deleting one booking or a
+// whole split-event chain.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ReminderAPIImp.h"
+#include "TestSupport.h"
+
+namespace {
+
+constexpr uint32_t kLocalNow = 1795456800u + 3600u;
+constexpr int kSystemLog = 2;
+
+CRemindInfo Booking(EReserveType type, uint16_t eventId, uint32_t localStart,
+                    unsigned long long service = 1005) {
+    CRemindInfo item;
+    item.m_nReserveType = type;
+    item.m_nServiceId = service;
+    item.m_nEventId = eventId;
+    item.SetStartTime(localStart);
+    item.m_nDuration = 1800;
+    item.m_sTitle = "News";
+    return item;
+}
+
+class EngineLookupTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        testsupport::LoadSampleTelevision();
+        testsupport::ClearStore();
+        tvsim::ClearLogs();
+    }
+
+    // Stores the item and answers the UID SQLite gave it.
+    unsigned long Store(const CRemindInfo& item) {
+        EXPECT_TRUE(engine.t_AddRemindItem(item, false));
+        unsigned long newest = 0;
+        for (const CRemindInfo& e : Stored()) newest = std::max<unsigned long>(newest, e.m_nUid);
+        return newest;
+    }
+
+    std::vector<CRemindInfo> Stored() {
+        std::vector<CRemindInfo> list;
+        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
+        return list;
+    }
+
+    std::vector<int> StoredEvents() {
+        std::vector<int> events;
+        for (const CRemindInfo& e : Stored()) events.push_back(e.m_nEventId);
+        return events;
+    }
+
+    CReminderAPIImp engine;
+};
+
+TEST_F(EngineLookupTest, ExactPassMatchesServiceAndTime) {
+    const uint32_t start = kLocalNow + 3600;
+    const unsigned long uid = Store(Booking(REMINDER_RESERVE_VIEWING, 1, start));
+    CRemindInfo found;
+    EXPECT_TRUE(engine.FindRemindItem(Booking(REMINDER_RESERVE_RECORDING, 2, start), found));
+    EXPECT_EQ(found.m_nUid, uid);
+    // Another time or another service is another booking.
+    EXPECT_FALSE(engine.FindRemindItem(Booking(REMINDER_RESERVE_VIEWING, 1, start + 60), found));
+    EXPECT_FALSE(engine.FindRemindItem(Booking(REMINDER_RESERVE_VIEWING, 1, start, 1001), found));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Cannot find the item."));
+    // A series base entry is never the booking of one programme.
+    testsupport::ClearStore();
+    Store(Booking(REMINDER_RESERVE_SERIES, 1, start - 7862400));
+    EXPECT_FALSE(engine.FindRemindItem(Booking(REMINDER_RESERVE_VIEWING, 1, start), found));
+}
+
+TEST_F(EngineLookupTest, FuzzyPassMovesABookingThatShiftedByUnderTwoMinutes) {
+    // A failed recording escapes the exact pass; its effective start lies 90 seconds after the
+    // query's (margins of 30 and 120 seconds before the same event time).
+    const uint32_t start = kLocalNow + 3600;
+    CRemindInfo stored = Booking(REMINDER_RESERVE_RECORDING_FAILED, 1, start);
+    stored.m_nStartMarginTime = 30;
+    stored.m_bAlarmed = true;
+    const unsigned long uid = Store(stored);
+
+    CRemindInfo query = Booking(REMINDER_RESERVE_RECORDING, 1, start);
+    query.m_nStartMarginTime = 120;
+    query.m_nEndMarginTime = 300;
+    CRemindInfo found;
+    ASSERT_TRUE(engine.FindRemindItem(query, found));
+    EXPECT_EQ(found.m_nUid, uid);
+
+    // The stored booking now starts at the query's effective start, spans the query's padded
+    // length and has its alarm cleared.
+    const CRemindInfo moved = Stored().at(0);
+    EXPECT_EQ(moved.m_nEventTime, (start - 120) / 60 * 60);
+    EXPECT_EQ(moved.m_nDuration, 120u + 1800u + 300u);
+    EXPECT_FALSE(moved.m_bAlarmed);
+
+    // A different title, no shift at all, or a shift of two minutes: not this booking.
+    testsupport::ClearStore();
+    Store(stored);
+    CRemindInfo renamed = query;
+    renamed.m_sTitle = "Sport";
+    EXPECT_FALSE(engine.FindRemindItem(renamed, found));
+    CRemindInfo same = query;
+    same.m_nStartMarginTime = 30;
+    EXPECT_FALSE(engine.FindRemindItem(same, found));
+    CRemindInfo tooFar = query;
+    tooFar.m_nStartMarginTime = 150;
+    EXPECT_FALSE(engine.FindRemindItem(tooFar, found));
+    EXPECT_EQ(Stored().at(0).m_nEventTime, stored.m_nEventTime);
+}
+
+TEST_F(EngineLookupTest, UpdateByUid) {
+    CRemindInfo item = Booking(REMINDER_RESERVE_VIEWING, 1, kLocalNow + 3600);
+    // Nothing stored yet.
+    EXPECT_FALSE(engine.UpdateRemindItemByUid(1, item, false, false, false));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "list empty."));
+
+    const unsigned long uid = Store(item);
+    EXPECT_FALSE(engine.UpdateRemindItemByUid(REMINDER_INVALID_UID, item, false, false, false));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "UID invalid."));
+    // An unknown UID changes nothing.
+    item.m_sTitle = "Changed";
+    EXPECT_FALSE(engine.UpdateRemindItemByUid(uid + 1, item, false, false, false));
+    EXPECT_EQ(Stored().at(0).m_sTitle, "News");
+
+    // The new content keeps the stored UID; the alarm is cleared on request.
+    item.m_nUid = 777;
+    item.m_bAlarmed = true;
+    EXPECT_TRUE(engine.UpdateRemindItemByUid(uid, item, true, false, false));
+    const CRemindInfo updated = Stored().at(0);
+    EXPECT_EQ(updated.m_nUid, uid);
+    EXPECT_EQ(updated.m_sTitle, "Changed");
+    EXPECT_FALSE(updated.m_bAlarmed);
+}
+
+TEST_F(EngineLookupTest, DeletingAPartDeletesItsChain) {
+    auto part = [](uint16_t eventId, uint32_t start) {
+        CRemindInfo item = Booking(REMINDER_RESERVE_RECORDING_MONITORED, eventId, start);
+        item.m_sProgramCrid = "crid://t/Film#1";
+        return item;
+    };
+    const uint32_t t = kLocalNow + 3600;
+    Store(part(1, t));
+    const unsigned long middle = Store(part(2, t + 3600));
+    Store(part(3, t + 7200));
+    // The same film again more than three hours after the third part ends: its own chain.
+    const unsigned long later = Store(part(4, t + 7200 + 1800 + 10800 + 60));
+    Store(Booking(REMINDER_RESERVE_VIEWING, 9, t - 3600, 1001));
+
+    EXPECT_TRUE(engine.DeleteRemindItemByUid(middle, true));
+    EXPECT_EQ(StoredEvents(), (std::vector<int>{9, 4}));
+    EXPECT_TRUE(engine.DeleteRemindItemByUid(later, true));
+    EXPECT_EQ(StoredEvents(), (std::vector<int>{9}));
+
+    // Only the part itself when asked so, and nothing for UIDs that are not stored.
+    const unsigned long alone = Store(part(1, t));
+    Store(part(2, t + 3600));
+    EXPECT_TRUE(engine.DeleteRemindItemAloneByUid(alone));
+    EXPECT_EQ(StoredEvents(), (std::vector<int>{9, 2}));
+    EXPECT_FALSE(engine.DeleteRemindItemByUid(REMINDER_INVALID_UID, true));
+    EXPECT_FALSE(engine.DeleteRemindItemAloneByUid(REMINDER_INVALID_UID));
+    EXPECT_FALSE(engine.UserDeleteRemindItemByUid(alone));
+}
+
+}  // namespace
