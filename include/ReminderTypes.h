@@ -38,6 +38,9 @@ typedef enum {
     REMINDER_RESERVE_SCHEDULED_10 = 10,
     REMINDER_RESERVE_RECORDING_CRID = 11,
     REMINDER_RESERVE_GROUP = 12,
+    /* Stored values are any 32-bit integer: these bounds give the enum the full int range. */
+    REMINDER_RESERVE_TYPE_MIN_ = -0x7FFFFFFF - 1,
+    REMINDER_RESERVE_TYPE_MAX_ = 0x7FFFFFFF,
 } EReserveType;
 
 typedef enum {
@@ -46,6 +49,8 @@ typedef enum {
     REMINDER_REPEAT_MON_FRI = 2,
     REMINDER_REPEAT_WEEKEND = 3,
     REMINDER_REPEAT_MANUAL = 4,
+    REMINDER_REPEAT_TYPE_MIN_ = -0x7FFFFFFF - 1,
+    REMINDER_REPEAT_TYPE_MAX_ = 0x7FFFFFFF,
 } EReminderRepeatType;
 
 typedef enum {
