@@ -165,8 +165,9 @@ std::string RepeatName(const CRemindInfo& item) {
         }
         return days;
     }
+    default:
+        return "?";
     }
-    return "?";
 }
 
 std::string ChannelText(const CRemindInfo& item) {

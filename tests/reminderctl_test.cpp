@@ -1,0 +1,136 @@
+// reminderctl run as a process against a database of its own, on the sample television.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "TestSupport.h"
+
+namespace {
+
+struct SRun {
+    int status;
+    std::string output;  // standard output and error together
+};
+
+class ReminderctlTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_dir = std::filesystem::temp_directory_path() /
+                ("reminderctl-test-" + std::to_string(getpid()));
+        std::filesystem::remove_all(m_dir);
+        m_db = (m_dir / "nested" / "ReminderFile_v1.db").string();
+    }
+    void TearDown() override { std::filesystem::remove_all(m_dir); }
+
+    SRun Run(const std::string& arguments) {
+        const std::string command = std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " +
+                                    arguments + " 2>&1";
+        SRun run{-1, ""};
+        FILE* pipe = popen(command.c_str(), "r");
+        if (pipe == nullptr) return run;
+        char buffer[4096];
+        size_t n = 0;
+        while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) run.output.append(buffer, n);
+        const int status = pclose(pipe);
+        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return run;
+    }
+
+    std::filesystem::path m_dir;
+    std::string m_db;
+};
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(ReminderctlTest, BookReplaceAndRefuse) {
+    // The first booking creates the database's directory.
+    SRun run = Run("add --service 1001 --event 104 --as viewing");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(std::filesystem::exists(m_db));
+    // Times are the television's local clock (UTC + 1 h): 20:00 UTC shows as 21:00.
+    EXPECT_TRUE(Contains(run.output, "2026-11-23 21:00")) << run.output;
+
+    run = Run("add --service 1001 --event 104 --as recording");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Replaced viewing")) << run.output;
+
+    // A refusal exits non-zero with the reason the library gave.
+    run = Run("add --service 1001 --event 104 --as recording");
+    EXPECT_NE(run.status, 0);
+    EXPECT_TRUE(Contains(run.output, "Failed, Already booked.")) << run.output;
+
+    // A split event is stored part by part.
+    run = Run("add --service 1002 --event 500 --as recording");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Booked 3 row(s)")) << run.output;
+
+    // An unknown programme is an error too.
+    EXPECT_NE(Run("add --service 1001 --event 9999 --as viewing").status, 0);
+}
+
+TEST_F(ReminderctlTest, ListShowAndDelete) {
+    ASSERT_EQ(Run("add --service 1005 --event 103 --as viewing").status, 0);
+    ASSERT_EQ(Run("add --manual --channel 6.1 --start 2026-11-24T09:00+01:00 --duration 30 "
+                  "--repeat days:MTWTF-- --as viewing")
+                  .status,
+              0);
+
+    // The JSON list is an array of the stored records.
+    SRun run = Run("list --json");
+    ASSERT_EQ(run.status, 0) << run.output;
+    Json::Value list;
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    ASSERT_TRUE(reader->parse(run.output.data(), run.output.data() + run.output.size(), &list,
+                              &errors))
+        << errors << run.output;
+    ASSERT_TRUE(list.isArray());
+    ASSERT_EQ(list.size(), 2u);
+    const Json::Value manual = list[1];
+    EXPECT_EQ(manual["m_nManual"].asInt(), 1);
+    EXPECT_EQ(manual["m_nRepeatType"].asInt(), 4);  // the weekday mask
+    EXPECT_EQ(manual["m_cManualRepeat"].asInt(), 0x3E);  // Monday to Friday
+    const std::string uid = std::to_string(list[0]["m_nUid"].asUInt());
+
+    run = Run("show " + uid);
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Nyheder")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "2026-11-23 21:30")) << run.output;
+
+    ASSERT_EQ(Run("delete " + uid).status, 0);
+    EXPECT_NE(Run("show " + uid).status, 0);
+    EXPECT_NE(Run("delete " + uid).status, 0);
+    run = Run("list --kind scheduled");
+    EXPECT_FALSE(Contains(run.output, "Nyheder")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "days:MTWTF--")) << run.output;
+}
+
+TEST_F(ReminderctlTest, FullListIsRefusedWithItsOwnMessage) {
+    for (int event = 103; event < 133; ++event) {
+        ASSERT_EQ(Run("add --service 1005 --event " + std::to_string(event) + " --as viewing").status,
+                  0)
+            << event;
+    }
+    const SRun run = Run("add --service 1006 --event 110 --as viewing");
+    EXPECT_NE(run.status, 0);
+    EXPECT_TRUE(Contains(run.output, "The list is full (30 bookings).")) << run.output;
+}
+
+TEST_F(ReminderctlTest, NowMovesTheClock) {
+    // Three hours later the late film's first part has begun: only two parts are left to book.
+    const SRun run = Run("--now 2026-11-23T21:30+01:00 add --service 1002 --event 500 --as recording");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Booked 2 row(s)")) << run.output;
+    EXPECT_NE(Run("--now yesterday list").status, 0);
+}
+
+}  // namespace
