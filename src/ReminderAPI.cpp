@@ -98,14 +98,14 @@ int CReminderAPI::GetReminderListSize() {
     return m_pAPIImp->GetReminderListSize();
 }
 
-bool CReminderAPI::GetOverlappingRemindItems(const CRemindInfo& item,
-                                             std::vector<CRemindInfo>& out, bool trim) {
+bool CReminderAPI::GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>& out,
+                                             bool trim) {
     CReminderLock lock(m_mutex);
     return m_pAPIImp->GetOverlappingRemindItems(item, out, trim);
 }
 
-bool CReminderAPI::GetOverlappingRemindItems(const CRemindInfo& item,
-                                             std::vector<CRemindInfo>* out, bool trim) {
+bool CReminderAPI::GetOverlappingRemindItems(const CRemindInfo& item, std::vector<CRemindInfo>* out,
+                                             bool trim) {
     CReminderLock lock(m_mutex);
     return m_pAPIImp->GetOverlappingRemindItems(item, out, trim);
 }
@@ -181,9 +181,13 @@ bool CReminderAPI::UpdateChannelInfoOfRemindItems(unsigned short channelType) {
 }
 
 // The two refresh passes run without the lock.
-bool CReminderAPI::UpdateReminditemToMeta() { return m_pAPIImp->UpdateReminditemToMeta(); }
+bool CReminderAPI::UpdateReminditemToMeta() {
+    return m_pAPIImp->UpdateReminditemToMeta();
+}
 
-bool CReminderAPI::UpdateVCItems() { return m_pAPIImp->UpdateVCItems(); }
+bool CReminderAPI::UpdateVCItems() {
+    return m_pAPIImp->UpdateVCItems();
+}
 
 bool CReminderAPI::TransRecording2Fail(unsigned long uid, int error) {
     CReminderLock lock(m_mutex);

@@ -58,19 +58,19 @@ IServiceGuide* ServiceGuide() {
 bool GetProgramsOfEvent(const TCProgramId& id, std::map<unsigned int, TCProgramData*>& parts) {
     IServiceGuide* guide = ServiceGuide();
     if (guide == nullptr) return false;
-    const CMiddlewareCall call("GetProgramsOfEvent",
-                               boost::bind(&IServiceGuide::GetProgramsOfEvent, guide,
-                                           boost::cref(id), boost::ref(parts)));
+    const CMiddlewareCall call(
+        "GetProgramsOfEvent",
+        boost::bind(&IServiceGuide::GetProgramsOfEvent, guide, boost::cref(id), boost::ref(parts)));
     return call.Run() == 1;
 }
 
 bool GetProgramsByCRID(const std::string& crid, std::map<unsigned int, TCProgramData*>& programs) {
     IServiceGuide* guide = ServiceGuide();
     if (guide == nullptr) return false;
-    const CMiddlewareCall call("GetProgramsByCRID",
-                               boost::bind(&IServiceGuide::GetProgramsByCRID, guide,
-                                           boost::cref(crid), CRID_TYPE_SERIES,
-                                           boost::ref(programs)));
+    const CMiddlewareCall call(
+        "GetProgramsByCRID",
+        boost::bind(&IServiceGuide::GetProgramsByCRID, guide, boost::cref(crid), CRID_TYPE_SERIES,
+                    boost::ref(programs)));
     return call.Run() == 1;
 }
 
@@ -107,17 +107,17 @@ bool IsSelectedByExtractType(const CRemindInfo& item, EExtractType type) {
     const int reserve = item.m_nReserveType;
     const bool scheduled = CReminderAPIImp::m_FlagReserveTypeIsForScheduled(reserve);
     switch (type) {
-    case REM_EXTRACT_SCHEDULED_AND_FAILED:
-        return scheduled || reserve == REMINDER_RESERVE_RECORDING_FAILED;
-    case REM_EXTRACT_RESERVE_TYPE_3:
-        return reserve == REMINDER_RESERVE_RECORDING_IN_PROGRESS;
-    case REM_EXTRACT_SCHEDULED:
-        return scheduled;
-    case REM_EXTRACT_FAILED:
-        return reserve == REMINDER_RESERVE_RECORDING_FAILED;
-    case REM_EXTRACT_ALL_BOOKINGS:
-        return scheduled || reserve == REMINDER_RESERVE_RECORDING_FAILED ||
-               reserve == REMINDER_RESERVE_SERIES;
+        case REM_EXTRACT_SCHEDULED_AND_FAILED:
+            return scheduled || reserve == REMINDER_RESERVE_RECORDING_FAILED;
+        case REM_EXTRACT_RESERVE_TYPE_3:
+            return reserve == REMINDER_RESERVE_RECORDING_IN_PROGRESS;
+        case REM_EXTRACT_SCHEDULED:
+            return scheduled;
+        case REM_EXTRACT_FAILED:
+            return reserve == REMINDER_RESERVE_RECORDING_FAILED;
+        case REM_EXTRACT_ALL_BOOKINGS:
+            return scheduled || reserve == REMINDER_RESERVE_RECORDING_FAILED ||
+                   reserve == REMINDER_RESERVE_SERIES;
     }
     return false;
 }
@@ -165,15 +165,15 @@ void CReminderAPIImp::t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderBy
     db->BeginTransaction();
     CDBCriteria criteria;
     switch (order) {
-    case REM_ORDER_BY_START_TIME:
-        criteria.OrderBy(CDBCriteria::CRITERIA_START_TIME);
-        break;
-    case REM_ORDER_BY_TITLE:
-        criteria.OrderBy(CDBCriteria::CRITERIA_TITLE);
-        break;
-    case REM_ORDER_BY_CHANNEL_NUMBER:
-        criteria.OrderBy(CDBCriteria::CRITERIA_MAJOR, CDBCriteria::CRITERIA_MINOR);
-        break;
+        case REM_ORDER_BY_START_TIME:
+            criteria.OrderBy(CDBCriteria::CRITERIA_START_TIME);
+            break;
+        case REM_ORDER_BY_TITLE:
+            criteria.OrderBy(CDBCriteria::CRITERIA_TITLE);
+            break;
+        case REM_ORDER_BY_CHANNEL_NUMBER:
+            criteria.OrderBy(CDBCriteria::CRITERIA_MAJOR, CDBCriteria::CRITERIA_MINOR);
+            break;
     }
     out.clear();
     db->FindItem(criteria, out);
@@ -294,7 +294,9 @@ int CReminderAPIImp::GetReminderListSize() {
     return static_cast<int>(list.size());
 }
 
-bool CReminderAPIImp::FlagReminderListIsFull() { return GetRemindItemCnt() > kMaxListCount - 1; }
+bool CReminderAPIImp::FlagReminderListIsFull() {
+    return GetRemindItemCnt() > kMaxListCount - 1;
+}
 
 int CReminderAPIImp::m_GetNumOfFailedRemindItem() {
     CDBCriteria criteria;
@@ -333,10 +335,9 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
         // A recording whose time has come is about to leave the list, so a full list may take
         // exactly one more booking while one is waiting.
         t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        const bool hasReadyItem =
-            std::any_of(list.begin(), list.end(), [](const CRemindInfo& e) {
-                return e.m_nReserveType == REMINDER_RESERVE_RECORDING_READY;
-            });
+        const bool hasReadyItem = std::any_of(list.begin(), list.end(), [](const CRemindInfo& e) {
+            return e.m_nReserveType == REMINDER_RESERVE_RECORDING_READY;
+        });
         if (!(hasReadyItem && count == kMaxListCount)) return false;
     }
 
@@ -559,7 +560,8 @@ bool CReminderAPIImp::FindRemindItem(const CRemindInfo& query, CRemindInfo& out)
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
 
     for (const CRemindInfo& e : list) {
-        if (e.CompareServiceAndTime(query) && e.m_nReserveType != REMINDER_RESERVE_RECORDING_FAILED &&
+        if (e.CompareServiceAndTime(query) &&
+            e.m_nReserveType != REMINDER_RESERVE_RECORDING_FAILED &&
             e.m_nReserveType != REMINDER_RESERVE_SERIES &&
             e.m_bRecordListBooking == query.m_bRecordListBooking) {
             REMINDER_LOG("Found it.");
@@ -644,9 +646,9 @@ bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
     if (found == list.end()) return false;
 
     const CRemindInfo& item = *found;
-    const bool chained = item.IsSplitEvent() ||
-                         (CReminderAPIUtil::GetCountry() == kCountrySplitByCrid &&
-                          !item.m_sProgramCrid.empty());
+    const bool chained =
+        item.IsSplitEvent() ||
+        (CReminderAPIUtil::GetCountry() == kCountrySplitByCrid && !item.m_sProgramCrid.empty());
     if (!chained) {
         if (!t_DeleteRemindItemByUid(uid)) return false;
         CDBControl::GetInstance()->Notify();
@@ -686,8 +688,12 @@ bool CReminderAPIImp::UserDeleteRemindItemByUid(unsigned long uid) {
 
 // --- Operations of later builds: each reports that it is not available ---
 
-bool CReminderAPIImp::FlagExistRecordItem() { return NotAvailable(); }
-bool CReminderAPIImp::GetRemindItemsForMHEG(std::vector<CRemindInfo>&) { return NotAvailable(); }
+bool CReminderAPIImp::FlagExistRecordItem() {
+    return NotAvailable();
+}
+bool CReminderAPIImp::GetRemindItemsForMHEG(std::vector<CRemindInfo>&) {
+    return NotAvailable();
+}
 bool CReminderAPIImp::GetRemindItemsForCrid(const std::string&, std::vector<CRemindInfo>&) {
     return NotAvailable();
 }
@@ -712,8 +718,12 @@ bool CReminderAPIImp::FindRemindItemFromProgram(const TCProgramData&, CRemindInf
 bool CReminderAPIImp::FindRemindItemsFromPrograms(std::map<TCProgramData*, CRemindInfo>&) {
     return NotAvailable();
 }
-bool CReminderAPIImp::FindSeriesBooking(std::string, CRemindInfo&) { return NotAvailable(); }
-bool CReminderAPIImp::FindGroupBooking(std::string, CRemindInfo&) { return NotAvailable(); }
+bool CReminderAPIImp::FindSeriesBooking(std::string, CRemindInfo&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::FindGroupBooking(std::string, CRemindInfo&) {
+    return NotAvailable();
+}
 bool CReminderAPIImp::ExistSameTimeRemindItem(const CRemindInfo&, CRemindInfo&) {
     return NotAvailable();
 }
@@ -727,29 +737,63 @@ bool CReminderAPIImp::ExistAlternatives(const CRemindInfo&, const std::vector<CR
                                         std::map<ERemAlterativeType, std::vector<CRemindInfo>>&) {
     return NotAvailable();
 }
-bool CReminderAPIImp::IsProgramScheduled(std::string, CRemindInfo*) { return NotAvailable(); }
-bool CReminderAPIImp::IsChannelScheduled(const TCServiceData&) { return NotAvailable(); }
-bool CReminderAPIImp::IsBasicSeries(CRemindInfo&) { return NotAvailable(); }
-bool CReminderAPIImp::IsRecordAsBasicSeries(TCProgramData&) { return NotAvailable(); }
-bool CReminderAPIImp::IsLatestSeriesProgram(const CRemindInfo&) { return NotAvailable(); }
-bool CReminderAPIImp::UpdateChannelInfoOfRemindItems(unsigned short) { return NotAvailable(); }
-bool CReminderAPIImp::UpdateReminditemToMeta() { return NotAvailable(); }
-bool CReminderAPIImp::UpdateVCItems() { return NotAvailable(); }
-bool CReminderAPIImp::DeleteRemindItems(std::vector<unsigned long>&) { return NotAvailable(); }
-bool CReminderAPIImp::DeleteAllRemindItem() { return NotAvailable(); }
-bool CReminderAPIImp::DeleteExpiredItem() { return NotAvailable(); }
-bool CReminderAPIImp::DeletePastRemindItem() { return NotAvailable(); }
+bool CReminderAPIImp::IsProgramScheduled(std::string, CRemindInfo*) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::IsChannelScheduled(const TCServiceData&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::IsBasicSeries(CRemindInfo&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::IsRecordAsBasicSeries(TCProgramData&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::IsLatestSeriesProgram(const CRemindInfo&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::UpdateChannelInfoOfRemindItems(unsigned short) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::UpdateReminditemToMeta() {
+    return NotAvailable();
+}
+bool CReminderAPIImp::UpdateVCItems() {
+    return NotAvailable();
+}
+bool CReminderAPIImp::DeleteRemindItems(std::vector<unsigned long>&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::DeleteAllRemindItem() {
+    return NotAvailable();
+}
+bool CReminderAPIImp::DeleteExpiredItem() {
+    return NotAvailable();
+}
+bool CReminderAPIImp::DeletePastRemindItem() {
+    return NotAvailable();
+}
 bool CReminderAPIImp::DeleteMatchingRemindItems(EDeleteType, const void*, EChannelType, bool) {
     return NotAvailable();
 }
-bool CReminderAPIImp::DeleteOverlappingRemindItems(const CRemindInfo&) { return NotAvailable(); }
-bool CReminderAPIImp::GetRecordReadyRemindItem(CRemindInfo&) { return NotAvailable(); }
+bool CReminderAPIImp::DeleteOverlappingRemindItems(const CRemindInfo&) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::GetRecordReadyRemindItem(CRemindInfo&) {
+    return NotAvailable();
+}
 bool CReminderAPIImp::GetCurrentRecordingItems(std::vector<CRemindInfo>&) {
     return NotAvailable();
 }
-bool CReminderAPIImp::TransRecording2Fail(unsigned long, int) { return NotAvailable(); }
-bool CReminderAPIImp::RecordingIsDelayed(unsigned long) { return NotAvailable(); }
-bool CReminderAPIImp::DeleteRecordingItem() { return NotAvailable(); }
+bool CReminderAPIImp::TransRecording2Fail(unsigned long, int) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::RecordingIsDelayed(unsigned long) {
+    return NotAvailable();
+}
+bool CReminderAPIImp::DeleteRecordingItem() {
+    return NotAvailable();
+}
 int CReminderAPIImp::CheckRemindItemIsRecordable(unsigned long) {
     NotAvailable();
     return -1;

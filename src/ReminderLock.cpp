@@ -4,19 +4,31 @@
 
 #include "ReminderAPI.h"
 
-CReminderMutex::CReminderMutex() { pthread_mutex_init(&m_mutex, nullptr); }
+CReminderMutex::CReminderMutex() {
+    pthread_mutex_init(&m_mutex, nullptr);
+}
 
 // Copies the mutex state byte for byte: the copy is an independent mutex from then on.
 CReminderMutex::CReminderMutex(const CReminderMutex& other) {
     std::memcpy(&m_mutex, &other.m_mutex, sizeof(m_mutex));
 }
 
-CReminderMutex::~CReminderMutex() { pthread_mutex_destroy(&m_mutex); }
+CReminderMutex::~CReminderMutex() {
+    pthread_mutex_destroy(&m_mutex);
+}
 
-void CReminderMutex::Lock() const { pthread_mutex_lock(&m_mutex); }
+void CReminderMutex::Lock() const {
+    pthread_mutex_lock(&m_mutex);
+}
 
-void CReminderMutex::Unlock() const { pthread_mutex_unlock(&m_mutex); }
+void CReminderMutex::Unlock() const {
+    pthread_mutex_unlock(&m_mutex);
+}
 
-CReminderLock::CReminderLock(const CReminderMutex& mutex) : m_mutex(mutex) { m_mutex.Lock(); }
+CReminderLock::CReminderLock(const CReminderMutex& mutex) : m_mutex(mutex) {
+    m_mutex.Lock();
+}
 
-CReminderLock::~CReminderLock() { m_mutex.Unlock(); }
+CReminderLock::~CReminderLock() {
+    m_mutex.Unlock();
+}

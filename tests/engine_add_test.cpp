@@ -82,7 +82,8 @@ TEST_F(EngineAddTest, WithoutPvrOnlyViewingsAreBooked) {
     UseTelevision(37, 0);
     EXPECT_TRUE(Add(Booking(REMINDER_RESERVE_VIEWING, 11, 1, kLocalNow + 600)));
     EXPECT_FALSE(Add(Booking(REMINDER_RESERVE_RECORDING, 11, 2, kLocalNow + 6000)));
-    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "TV does not support PVR, schedule recording failed."));
+    EXPECT_TRUE(
+        testsupport::LoggedOn(kSystemLog, "TV does not support PVR, schedule recording failed."));
     EXPECT_EQ(Stored().size(), 1u);
 }
 
@@ -202,11 +203,12 @@ TEST_F(EngineAddTest, FailingPartInsertRollsBackThePartsOfTheCall) {
     sqlite3* raw = nullptr;
     ASSERT_EQ(sqlite3_open(std::getenv("REMINDER_DB_PATH"), &raw), SQLITE_OK);
     const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> db(raw, &sqlite3_close);
-    ASSERT_EQ(sqlite3_exec(db.get(),
-                           "CREATE TRIGGER refuse_part BEFORE INSERT ON Items WHEN NEW.EventId = 51 "
-                           "BEGIN SELECT RAISE(ABORT, 'refused'); END;",
-                           nullptr, nullptr, nullptr),
-              SQLITE_OK);
+    ASSERT_EQ(
+        sqlite3_exec(db.get(),
+                     "CREATE TRIGGER refuse_part BEFORE INSERT ON Items WHEN NEW.EventId = 51 "
+                     "BEGIN SELECT RAISE(ABORT, 'refused'); END;",
+                     nullptr, nullptr, nullptr),
+        SQLITE_OK);
 
     EXPECT_FALSE(Add(FromGuide(50, REMINDER_RESERVE_RECORDING_MONITORED)));
     const std::vector<CRemindInfo> list = Stored();
@@ -225,7 +227,8 @@ TEST_F(EngineAddTest, BackToBackMarginsOnAnyChannelOrOnTheSameService) {
     };
     auto marginsOf = [this](uint16_t eventId) {
         for (const CRemindInfo& e : Stored()) {
-            if (e.m_nEventId == eventId) return std::make_pair(e.m_nStartMarginTime, e.m_nEndMarginTime);
+            if (e.m_nEventId == eventId)
+                return std::make_pair(e.m_nStartMarginTime, e.m_nEndMarginTime);
         }
         return std::make_pair(~0u, ~0u);
     };

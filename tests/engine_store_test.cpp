@@ -44,7 +44,8 @@ protected:
 
     void StoreMany(EReserveType type, int count, uint16_t firstEvent = 1) {
         for (int i = 0; i < count; ++i) {
-            Store(Booking(type, static_cast<uint16_t>(firstEvent + i), kLocalNow + 3600u * (i + 1)));
+            Store(
+                Booking(type, static_cast<uint16_t>(firstEvent + i), kLocalNow + 3600u * (i + 1)));
         }
     }
 
@@ -129,9 +130,9 @@ TEST_F(EngineStoreTest, CountLeavesOutEpisodesAndFailedRecordings) {
     base.m_sSeriesCrid = "crid://x/series";
     Store(base);
     for (uint16_t i = 0; i < 10; ++i) {
-        CRemindInfo episode = Booking(i == 0 ? REMINDER_RESERVE_RECORDING_FAILED
-                                             : REMINDER_RESERVE_RECORDING_MONITORED,
-                                      static_cast<uint16_t>(10 + i), kLocalNow + 7200u * (i + 1));
+        CRemindInfo episode = Booking(
+            i == 0 ? REMINDER_RESERVE_RECORDING_FAILED : REMINDER_RESERVE_RECORDING_MONITORED,
+            static_cast<uint16_t>(10 + i), kLocalNow + 7200u * (i + 1));
         episode.m_sSeriesCrid = "crid://x/series";
         Store(episode);
     }
@@ -193,8 +194,8 @@ TEST_F(EngineStoreTest, ListsByKindAndOrder) {
     std::vector<CRemindInfo> out;
     int count = -1;
     // Record-list bookings and unbooked items never appear; series entries only in "all".
-    EXPECT_TRUE(engine.GetRemindItemsByType(count, out, REM_EXTRACT_ALL_BOOKINGS,
-                                            REM_ORDER_BY_TITLE));
+    EXPECT_TRUE(
+        engine.GetRemindItemsByType(count, out, REM_EXTRACT_ALL_BOOKINGS, REM_ORDER_BY_TITLE));
     ASSERT_EQ(count, 3);
     EXPECT_EQ(out[0].m_sTitle, "A series");
     EXPECT_EQ(out[2].m_sTitle, "C viewing");

@@ -29,8 +29,8 @@ protected:
     void TearDown() override { std::filesystem::remove_all(m_dir); }
 
     SRun Run(const std::string& arguments) {
-        const std::string command = std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " +
-                                    arguments + " 2>&1";
+        const std::string command =
+            std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " + arguments + " 2>&1";
         SRun run{-1, ""};
         FILE* pipe = popen(command.c_str(), "r");
         if (pipe == nullptr) return run;
@@ -90,14 +90,14 @@ TEST_F(ReminderctlTest, ListShowAndDelete) {
     Json::CharReaderBuilder builder;
     std::string errors;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    ASSERT_TRUE(reader->parse(run.output.data(), run.output.data() + run.output.size(), &list,
-                              &errors))
+    ASSERT_TRUE(
+        reader->parse(run.output.data(), run.output.data() + run.output.size(), &list, &errors))
         << errors << run.output;
     ASSERT_TRUE(list.isArray());
     ASSERT_EQ(list.size(), 2u);
     const Json::Value manual = list[1];
     EXPECT_EQ(manual["m_nManual"].asInt(), 1);
-    EXPECT_EQ(manual["m_nRepeatType"].asInt(), 4);  // the weekday mask
+    EXPECT_EQ(manual["m_nRepeatType"].asInt(), 4);       // the weekday mask
     EXPECT_EQ(manual["m_cManualRepeat"].asInt(), 0x3E);  // Monday to Friday
     const std::string uid = std::to_string(list[0]["m_nUid"].asUInt());
 
@@ -116,8 +116,8 @@ TEST_F(ReminderctlTest, ListShowAndDelete) {
 
 TEST_F(ReminderctlTest, FullListIsRefusedWithItsOwnMessage) {
     for (int event = 103; event < 133; ++event) {
-        ASSERT_EQ(Run("add --service 1005 --event " + std::to_string(event) + " --as viewing").status,
-                  0)
+        ASSERT_EQ(
+            Run("add --service 1005 --event " + std::to_string(event) + " --as viewing").status, 0)
             << event;
     }
     const SRun run = Run("add --service 1006 --event 110 --as viewing");
@@ -127,7 +127,8 @@ TEST_F(ReminderctlTest, FullListIsRefusedWithItsOwnMessage) {
 
 TEST_F(ReminderctlTest, NowMovesTheClock) {
     // Three hours later the late film's first part has begun: only two parts are left to book.
-    const SRun run = Run("--now 2026-11-23T21:30+01:00 add --service 1002 --event 500 --as recording");
+    const SRun run =
+        Run("--now 2026-11-23T21:30+01:00 add --service 1002 --event 500 --as recording");
     ASSERT_EQ(run.status, 0) << run.output;
     EXPECT_TRUE(Contains(run.output, "Booked 2 row(s)")) << run.output;
     EXPECT_NE(Run("--now yesterday list").status, 0);

@@ -137,36 +137,48 @@ IServiceGuide* Guide() {
 
 const char* KindName(const CRemindInfo& item) {
     switch (static_cast<int>(item.m_nReserveType)) {
-    case REMINDER_RESERVE_VIEWING: return "viewing";
-    case REMINDER_RESERVE_RECORDING:
-    case REMINDER_RESERVE_RECORDING_MONITORED:
-    case REMINDER_RESERVE_RECORDING_CRID: return "recording";
-    case REMINDER_RESERVE_RECORDING_IN_PROGRESS: return "recording now";
-    case REMINDER_RESERVE_RECORDING_FAILED: return "failed";
-    case REMINDER_RESERVE_RECORDING_READY: return "ready";
-    case REMINDER_RESERVE_SERIES: return "series";
-    case REMINDER_RESERVE_GROUP: return "group";
-    default: return "other";
+        case REMINDER_RESERVE_VIEWING:
+            return "viewing";
+        case REMINDER_RESERVE_RECORDING:
+        case REMINDER_RESERVE_RECORDING_MONITORED:
+        case REMINDER_RESERVE_RECORDING_CRID:
+            return "recording";
+        case REMINDER_RESERVE_RECORDING_IN_PROGRESS:
+            return "recording now";
+        case REMINDER_RESERVE_RECORDING_FAILED:
+            return "failed";
+        case REMINDER_RESERVE_RECORDING_READY:
+            return "ready";
+        case REMINDER_RESERVE_SERIES:
+            return "series";
+        case REMINDER_RESERVE_GROUP:
+            return "group";
+        default:
+            return "other";
     }
 }
 
 std::string RepeatName(const CRemindInfo& item) {
     switch (item.m_nRepeatType) {
-    case REMINDER_REPEAT_NONE: return "once";
-    case REMINDER_REPEAT_EVERYDAY: return "daily";
-    case REMINDER_REPEAT_MON_FRI: return "mon-fri";
-    case REMINDER_REPEAT_WEEKEND: return "weekend";
-    case REMINDER_REPEAT_MANUAL: {
-        // Monday first, as people read a week.
-        std::string days = "days:";
-        const char letters[] = "MTWTFSS";
-        for (int i = 0; i < 7; ++i) {
-            days += (item.m_cManualRepeat & (1u << ((i + 1) % 7))) ? letters[i] : '-';
+        case REMINDER_REPEAT_NONE:
+            return "once";
+        case REMINDER_REPEAT_EVERYDAY:
+            return "daily";
+        case REMINDER_REPEAT_MON_FRI:
+            return "mon-fri";
+        case REMINDER_REPEAT_WEEKEND:
+            return "weekend";
+        case REMINDER_REPEAT_MANUAL: {
+            // Monday first, as people read a week.
+            std::string days = "days:";
+            const char letters[] = "MTWTFSS";
+            for (int i = 0; i < 7; ++i) {
+                days += (item.m_cManualRepeat & (1u << ((i + 1) % 7))) ? letters[i] : '-';
+            }
+            return days;
         }
-        return days;
-    }
-    default:
-        return "?";
+        default:
+            return "?";
     }
 }
 
@@ -220,7 +232,8 @@ std::string LoggedRefusal() {
     const auto logs = tvsim::Logs();
     for (auto it = logs.rbegin(); it != logs.rend(); ++it) {
         const auto mark = it->text.find("> ");
-        const std::string message = mark == std::string::npos ? it->text : it->text.substr(mark + 2);
+        const std::string message =
+            mark == std::string::npos ? it->text : it->text.substr(mark + 2);
         for (const char* refusal : kRefusals) {
             if (message.rfind(refusal, 0) == 0) return message;
         }
@@ -245,8 +258,8 @@ void Book(CRemindInfo& item) {
     const std::set<RowKey> newKeys = KeysOf(after);
     for (const CRemindInfo& gone : before) {
         if (newKeys.count(KeyOf(gone)) == 0) {
-            std::printf("Replaced %s of \"%s\" (UID %u).\n", KindName(gone), TitleText(gone).c_str(),
-                        gone.m_nUid);
+            std::printf("Replaced %s of \"%s\" (UID %u).\n", KindName(gone),
+                        TitleText(gone).c_str(), gone.m_nUid);
         }
     }
     std::vector<CRemindInfo> added;
@@ -264,7 +277,8 @@ void RunGuide(int channelFilter) {
     for (const TCServiceData& channel : Channels()) {
         const long long major = Attribute(channel, SERVICE_ATTR_MAJOR);
         if (channelFilter >= 0 && major != channelFilter) continue;
-        const auto serviceId = static_cast<unsigned long long>(Attribute(channel, SERVICE_ATTR_SERVICE_ID));
+        const auto serviceId =
+            static_cast<unsigned long long>(Attribute(channel, SERVICE_ATTR_SERVICE_ID));
         std::printf("Channel %lld.%lld  %s  (service %llu)\n", major,
                     Attribute(channel, SERVICE_ATTR_MINOR), ChannelName(serviceId).c_str(),
                     serviceId);
@@ -331,10 +345,14 @@ struct SManualOptions {
 // "once", "daily", "mon-fri", "weekend" or "days:MTWTFSS" (Monday first; '-' leaves a day out).
 bool ParseRepeat(const std::string& text, EReminderRepeatType& type, unsigned char& mask) {
     mask = 0;
-    if (text == "once") type = REMINDER_REPEAT_NONE;
-    else if (text == "daily") type = REMINDER_REPEAT_EVERYDAY;
-    else if (text == "mon-fri") type = REMINDER_REPEAT_MON_FRI;
-    else if (text == "weekend") type = REMINDER_REPEAT_WEEKEND;
+    if (text == "once")
+        type = REMINDER_REPEAT_NONE;
+    else if (text == "daily")
+        type = REMINDER_REPEAT_EVERYDAY;
+    else if (text == "mon-fri")
+        type = REMINDER_REPEAT_MON_FRI;
+    else if (text == "weekend")
+        type = REMINDER_REPEAT_WEEKEND;
     else if (text.rfind("days:", 0) == 0 && text.size() == 12) {
         type = REMINDER_REPEAT_MANUAL;
         for (int i = 0; i < 7; ++i) {
@@ -365,7 +383,8 @@ void RunAddManual(const SManualOptions& options) {
 
     EReminderRepeatType repeat = REMINDER_REPEAT_NONE;
     unsigned char mask = 0;
-    if (!ParseRepeat(options.repeat, repeat, mask)) Fail("Cannot read repeat '" + options.repeat + "'.");
+    if (!ParseRepeat(options.repeat, repeat, mask))
+        Fail("Cannot read repeat '" + options.repeat + "'.");
     const auto start = ParseTime(options.start);
     if (!start) Fail("Cannot read start time '" + options.start + "'.");
 
@@ -376,7 +395,8 @@ void RunAddManual(const SManualOptions& options) {
              static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_CHANNEL_TYPE)),
              static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_PROGRAM_NUMBER)));
     item.m_nManual = 1;
-    item.m_nReserveType = options.as == "viewing" ? REMINDER_RESERVE_VIEWING : REMINDER_RESERVE_RECORDING;
+    item.m_nReserveType =
+        options.as == "viewing" ? REMINDER_RESERVE_VIEWING : REMINDER_RESERVE_RECORDING;
     item.m_nRepeatType = repeat;
     item.m_cManualRepeat = mask;
     item.SetStartTime(ToLocal(*start));
@@ -419,9 +439,10 @@ void RunList(const std::string& kind, const std::string& order, bool json) {
     }
     PrintBookingHeader();
     for (const CRemindInfo& item : items) PrintBookingRow(item);
-    std::printf("%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
-                items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
-                CReminderAPIUtil::GetMaxItemCnt());
+    std::printf(
+        "%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
+        items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
+        CReminderAPIUtil::GetMaxItemCnt());
 }
 
 void RunShow(unsigned long uid) {
@@ -443,7 +464,8 @@ void RunShow(unsigned long uid) {
                 item.m_nEndMarginTime / 60);
     std::printf("Repeat:       %s\n", RepeatName(item).c_str());
     if (item.m_nEventId != 0xFFFF) std::printf("Event:        %u\n", item.m_nEventId);
-    if (!item.m_sProgramCrid.empty()) std::printf("Program CRID: %s\n", item.m_sProgramCrid.c_str());
+    if (!item.m_sProgramCrid.empty())
+        std::printf("Program CRID: %s\n", item.m_sProgramCrid.c_str());
     if (!item.m_sSeriesCrid.empty()) std::printf("Series CRID:  %s\n", item.m_sSeriesCrid.c_str());
     if (!item.m_sSynopsis.empty()) std::printf("Synopsis:     %s\n", item.m_sSynopsis.c_str());
     std::printf("Added:        %s\n", FormatLocal(item.m_nAddedTime).c_str());
@@ -468,8 +490,7 @@ std::string DefaultProfile() {
 }
 
 // Everything the library reads from its environment is settled here, before its first use.
-void PrepareTelevision(const std::string& db, const std::string& profile,
-                       const std::string& now) {
+void PrepareTelevision(const std::string& db, const std::string& profile, const std::string& now) {
     const std::filesystem::path dbPath(db);
     if (dbPath.has_parent_path()) {
         std::error_code error;
@@ -498,8 +519,9 @@ int main(int argc, char** argv) {
     std::string now;
     app.add_option("--db", db, "Booking database file")->capture_default_str();
     app.add_option("--tv", profile, "Television profile (JSON)")->capture_default_str();
-    app.add_option("--now", now,
-                   "Current time: ISO 8601 with UTC offset (2024-03-01T20:00+01:00) or UTC seconds");
+    app.add_option(
+        "--now", now,
+        "Current time: ISO 8601 with UTC offset (2024-03-01T20:00+01:00) or UTC seconds");
     app.parse_complete_callback([&] { PrepareTelevision(db, profile, now); });
 
     CLI::App* guide = app.add_subcommand("guide", "Programmes of the guide, with their ids");
@@ -535,7 +557,8 @@ int main(int argc, char** argv) {
             if (!as.empty()) manualOptions.as = as;
             RunAddManual(manualOptions);
         } else {
-            if (!*serviceOpt || as.empty()) Fail("add needs --service, --event and --as (or --manual).");
+            if (!*serviceOpt || as.empty())
+                Fail("add needs --service, --event and --as (or --manual).");
             RunAddFromGuide(serviceId, eventId, as);
         }
     });
@@ -558,7 +581,8 @@ int main(int argc, char** argv) {
     show->add_option("UID", showUid)->required();
     show->callback([&] { RunShow(showUid); });
 
-    CLI::App* remove = app.add_subcommand("delete", "Remove a booking (all parts of a split event)");
+    CLI::App* remove =
+        app.add_subcommand("delete", "Remove a booking (all parts of a split event)");
     unsigned long deleteUid = 0;
     remove->add_option("UID", deleteUid)->required();
     remove->callback([&] { RunDelete(deleteUid); });
