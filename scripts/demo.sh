@@ -12,9 +12,11 @@ step() { printf '\n== %s\n$ reminderctl %s\n' "$1" "${*:2}"; }
 # A refusal is part of the story: show it, and carry on.
 refused() { step "$@"; if ctl "${@:2}"; then echo "(unexpectedly accepted)"; fi; }
 
-step "Tonight on channels 1 and 2" guide --channel 1
-ctl guide --channel 1 | head -8
-ctl guide --channel 2 | head -11
+# sed, not head: it reads the whole guide, so the tool never writes into a closed pipe.
+step "Tonight on channel 1" guide --channel 1
+ctl guide --channel 1 | sed -n 1,8p
+step "And on channel 2, where a film is split by the news" guide --channel 2
+ctl guide --channel 2 | sed -n 1,11p
 
 step "A reminder to watch the late film" add --service 1001 --event 104 --as viewing
 ctl add --service 1001 --event 104 --as viewing
