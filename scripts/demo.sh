@@ -7,7 +7,31 @@ CTL="$BUILD_DIR/tools/reminderctl"
 PROFILE="$ROOT_DIR/examples/tv-profile.json"
 DEMO_DIR="$BUILD_DIR/demo"
 rm -rf "$DEMO_DIR"
+mkdir -p "$DEMO_DIR"
 ctl() { "$CTL" --db "$DEMO_DIR/ReminderFile_v1.db" --tv "$PROFILE" "$@"; }
+
+# Every change is announced on the system bus. Without a reachable one, the demo brings up a
+# private bus of its own and stops it at the end.
+BUS_DIR="$DEMO_DIR/bus"
+WATCH_PID=""
+cleanup() {
+    [ -n "$WATCH_PID" ] && kill "$WATCH_PID" 2>/dev/null || true
+    "$ROOT_DIR/tests/support/test-bus.sh" stop "$BUS_DIR" 2>/dev/null || true
+}
+trap cleanup EXIT
+if ! ctl watch --timeout 0.2 >/dev/null 2>"$DEMO_DIR/probe.err" &&
+    grep -q "no system bus" "$DEMO_DIR/probe.err"; then
+    "$ROOT_DIR/tests/support/test-bus.sh" start "$BUS_DIR" "$ROOT_DIR/tests/support/test-bus.conf"
+    export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$BUS_DIR/system_bus_socket"
+    echo "(no system bus reachable: started a private one at $DBUS_SYSTEM_BUS_ADDRESS)"
+fi
+# A second process watches the list beside the scripted run.
+ctl watch --timeout 120 >"$DEMO_DIR/events" 2>"$DEMO_DIR/watch.err" &
+WATCH_PID=$!
+for _ in $(seq 100); do
+    grep -q "watch: listening" "$DEMO_DIR/watch.err" 2>/dev/null && break
+    sleep 0.05
+done
 step() { printf '\n== %s\n$ reminderctl %s\n' "$1" "${*:2}"; }
 # A refusal is part of the story: show it, and carry on.
 refused() { step "$@"; if ctl "${@:2}"; then echo "(unexpectedly accepted)"; fi; }
@@ -29,6 +53,13 @@ refused "The same recording again is refused" add --service 1001 --event 104 --a
 step "A film in three parts, split by the news, is stored part by part" add --service 1002 --event 500 --as recording
 ctl add --service 1002 --event 500 --as recording
 
+step "Deleting the middle part of the film deletes all three parts" delete 3
+ctl delete 3
+ctl list
+
+step "The film is booked again" add --service 1002 --event 500 --as recording
+ctl add --service 1002 --event 500 --as recording
+
 step "A series: its base entry and every episode in the guide" add --service 1001 --event 103 --as series
 ctl add --service 1001 --event 103 --as series
 
@@ -42,3 +73,10 @@ refused "One more is refused: the list is full" add --service 1005 --event 128 -
 
 step "The final list" list
 ctl list
+
+kill "$WATCH_PID" 2>/dev/null || true
+wait "$WATCH_PID" 2>/dev/null || true
+WATCH_PID=""
+printf '\n== What the watching process heard: %s change events\n' "$(wc -l <"$DEMO_DIR/events")"
+sed -n 1,5p "$DEMO_DIR/events"
+[ "$(wc -l <"$DEMO_DIR/events")" -gt 5 ] && echo "..."

@@ -257,13 +257,13 @@ TEST_F(TvsimTest, PartsOfAnEventComeInStartOrder) {
         ASSERT_EQ(Guide()->GetProgramsOfEvent(EventOf(1002, asked), programs), 1);
         EXPECT_EQ(EventIds(programs), (std::vector<unsigned short>{500, 501, 502}));
     }
-    // Parts take the event's service and title, but keep their own CRID.
+    // Parts take the event's service and title; a split event's parts share its instance CRID.
     const TCProgramData& last = *programs.at(2);
     EXPECT_EQ(last.ServiceId(), 1002u);
     EXPECT_EQ(last.TitleLength(), programs.at(0)->TitleLength());
     std::string crid;
     ASSERT_TRUE(last.GetProgramCRID(crid));
-    EXPECT_EQ(crid, "crid://broadcaster.example/Film#3");
+    EXPECT_EQ(crid, "crid://broadcaster.example/Film/DerGrosseFilm#1");
 
     EXPECT_EQ(Guide()->GetProgramsOfEvent(EventOf(1002, 9999), programs), 0);
 }
