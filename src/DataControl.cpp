@@ -409,8 +409,10 @@ bool CDBControl::t_Connect() {
     const std::string path = DatabasePath();
     const int opened = sqlite3_open_v2(path.c_str(), &m_pDB, kOpenFlags, nullptr);
     if (opened != SQLITE_OK || m_pDB == nullptr) {
-        // The handle of a failed open stays: every later statement on it fails to prepare.
         REMINDER_ERR("Open DB file [%s] failed.", path.c_str());
+        // SQLite hands out a handle even when the open fails; it must still be closed. Without
+        // a handle every later statement fails to prepare.
+        t_Disconnect();
         return false;
     }
 
