@@ -3,7 +3,6 @@
 #ifndef DATA_CONTROL_H
 #define DATA_CONTROL_H
 
-#include <sstream>
 #include <string>
 #include <vector>
 

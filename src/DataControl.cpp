@@ -312,7 +312,6 @@ std::string ValueText(unsigned short value) {
     return std::to_string(static_cast<unsigned long>(value));
 }
 std::string ValueText(unsigned long value) { return std::to_string(value); }
-std::string ValueText(unsigned int value) { return std::to_string(value); }
 std::string ValueText(int value) { return std::to_string(value); }
 std::string ValueText(EReserveType value) { return std::to_string(static_cast<int>(value)); }
 
@@ -365,11 +364,9 @@ void CDBCriteria::OrderBy(CRITERIA_TYPE first, CRITERIA_TYPE second) {
 template void CDBCriteria::Where<std::string>(CRITERIA_TYPE, const std::string&);
 template void CDBCriteria::Where<unsigned short>(CRITERIA_TYPE, const unsigned short&);
 template void CDBCriteria::Where<unsigned long>(CRITERIA_TYPE, const unsigned long&);
-template void CDBCriteria::Where<unsigned int>(CRITERIA_TYPE, const unsigned int&);
 template void CDBCriteria::Where<int>(CRITERIA_TYPE, const int&);
 template void CDBCriteria::Where<EReserveType>(CRITERIA_TYPE, const EReserveType&);
 template void CDBCriteria::WhereLess<std::string>(CRITERIA_TYPE, const std::string&);
-template void CDBCriteria::WhereLess<unsigned short>(CRITERIA_TYPE, const unsigned short&);
 template void CDBCriteria::WhereLess<unsigned long>(CRITERIA_TYPE, const unsigned long&);
 template void CDBCriteria::WhereNot<std::string>(CRITERIA_TYPE, const std::string&);
 
