@@ -6,12 +6,14 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -54,11 +56,18 @@ struct SParsedTime {
     bool isUtc;  // false: a wall-clock time of the television without offset
 };
 
+bool IsDigit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
 // UTC seconds, or ISO 8601 "YYYY-MM-DD[T ]HH:MM[:SS]" followed by "Z", "+HH:MM", "+HHMM" or
 // nothing (then the television's local clock is meant).
 std::optional<SParsedTime> ParseTime(const std::string& text) {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), ::isdigit)) {
-        return SParsedTime{std::stoul(text), true};
+    if (!text.empty() && std::all_of(text.begin(), text.end(), IsDigit)) {
+        // Times are 32-bit seconds; strtoull saturates a longer number, which is refused too.
+        const unsigned long long seconds = std::strtoull(text.c_str(), nullptr, 10);
+        if (seconds > UINT32_MAX) return std::nullopt;
+        return SParsedTime{static_cast<unsigned long>(seconds), true};
     }
     struct tm tm {};
     int consumed = 0;
@@ -69,7 +78,7 @@ std::optional<SParsedTime> ParseTime(const std::string& text) {
         return std::nullopt;
     }
     std::string rest = text.substr(static_cast<size_t>(consumed));
-    if (rest.size() >= 3 && rest[0] == ':' && std::isdigit(rest[1]) && std::isdigit(rest[2])) {
+    if (rest.size() >= 3 && rest[0] == ':' && IsDigit(rest[1]) && IsDigit(rest[2])) {
         tm.tm_sec = std::stoi(rest.substr(1, 2));
         rest = rest.substr(3);
     }
@@ -91,15 +100,19 @@ std::optional<SParsedTime> ParseTime(const std::string& text) {
     return SParsedTime{static_cast<unsigned long>(wall - offset), true};
 }
 
-unsigned long ParseTimeOrFail(const std::string& text, const char* what) {
+SParsedTime ParseTimeOrFail(const std::string& text, const char* what) {
     const auto parsed = ParseTime(text);
     if (!parsed) Fail(std::string("Cannot read ") + what + " '" + text + "'.");
-    return parsed->seconds;
+    return *parsed;
 }
 
-// A time given on the command line as the television's local clock.
+// A time given on the command line, in the television's local clock and in UTC.
 unsigned long ToLocal(const SParsedTime& time) {
     return time.isUtc ? CReminderAPIUtil::GetLocalTime(time.seconds) : time.seconds;
+}
+
+unsigned long ToUtc(const SParsedTime& time) {
+    return time.isUtc ? time.seconds : CReminderAPIUtil::GetUTCTime(time.seconds);
 }
 
 // --- The television ---
@@ -385,8 +398,7 @@ void RunAddManual(const SManualOptions& options) {
     unsigned char mask = 0;
     if (!ParseRepeat(options.repeat, repeat, mask))
         Fail("Cannot read repeat '" + options.repeat + "'.");
-    const auto start = ParseTime(options.start);
-    if (!start) Fail("Cannot read start time '" + options.start + "'.");
+    const SParsedTime start = ParseTimeOrFail(options.start, "start time");
 
     CRemindInfo item;
     item.Set(static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_MAJOR)),
@@ -399,7 +411,7 @@ void RunAddManual(const SManualOptions& options) {
         options.as == "viewing" ? REMINDER_RESERVE_VIEWING : REMINDER_RESERVE_RECORDING;
     item.m_nRepeatType = repeat;
     item.m_cManualRepeat = mask;
-    item.SetStartTime(ToLocal(*start));
+    item.SetStartTime(ToLocal(start));
     item.m_nDuration = options.duration * 60;
     item.m_nUTCDuration = options.duration * 60;
     item.m_sChannelName = ChannelName(item.m_nServiceId);
@@ -418,12 +430,11 @@ void RunList(const std::string& kind, const std::string& order, bool json) {
     CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, type, orderBy);
     if (json) {
         Json::Value array(Json::arrayValue);
-        Json::CharReaderBuilder reader;
+        const std::unique_ptr<Json::CharReader> parser(Json::CharReaderBuilder().newCharReader());
         for (const CRemindInfo& item : items) {
             const std::string text = item.Serialize();
             Json::Value value;
             std::string errors;
-            std::unique_ptr<Json::CharReader> parser(reader.newCharReader());
             if (parser->parse(text.data(), text.data() + text.size(), &value, &errors)) {
                 array.append(value);
             }
@@ -484,7 +495,8 @@ void RunDelete(unsigned long uid) {
 
 std::string DefaultProfile() {
     for (const char* candidate : {REMINDER_SAMPLE_PROFILE, REMINDER_INSTALLED_PROFILE}) {
-        if (std::filesystem::exists(candidate)) return candidate;
+        std::error_code error;  // an unreadable candidate is simply not the one
+        if (std::filesystem::exists(candidate, error)) return candidate;
     }
     return REMINDER_SAMPLE_PROFILE;
 }
@@ -501,7 +513,8 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
     setenv("TVSIM_PROFILE", profile.c_str(), 1);
     std::string error;
     if (!tvsim::LoadProfileFile(profile, &error)) Fail("Cannot load the television: " + error);
-    if (!now.empty()) tvsim::SetCurrentTime(ParseTimeOrFail(now, "--now"));
+    // The offset of a wall-clock time without one is the television's, known once it is loaded.
+    if (!now.empty()) tvsim::SetCurrentTime(ToUtc(ParseTimeOrFail(now, "--now")));
     // Like a guide application, follow programmes: recordings then become event recordings,
     // which is what books a split event part by part.
     CReminderAPIUtil::CreateProgramSubscriber([](EProgramChangeType, TCProgramData*, void*) {},
@@ -521,7 +534,8 @@ int main(int argc, char** argv) {
     app.add_option("--tv", profile, "Television profile (JSON)")->capture_default_str();
     app.add_option(
         "--now", now,
-        "Current time: ISO 8601 with UTC offset (2024-03-01T20:00+01:00) or UTC seconds");
+        "Current time: ISO 8601 (2024-03-01T20:00+01:00; without offset the television's "
+        "clock) or UTC seconds");
     app.parse_complete_callback([&] { PrepareTelevision(db, profile, now); });
 
     CLI::App* guide = app.add_subcommand("guide", "Programmes of the guide, with their ids");
