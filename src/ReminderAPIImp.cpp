@@ -97,6 +97,12 @@ bool IsCridPlaceholder(const CRemindInfo& item) {
            item.m_nEventTime == item.m_nStartMarginTime;
 }
 
+// UIDs are 32 bits wide: all ones names no row, whether the caller's unsigned long holds it in
+// 32 or in 64 bits (ULONG_MAX), and neither does anything wider.
+bool IsInvalidUid(unsigned long uid) {
+    return uid >= REMINDER_INVALID_UID;
+}
+
 bool IsPlainRecording(const CRemindInfo& item) {
     return CReminderAPIImp::m_FlagReserveTypeIsForRecording(item.m_nReserveType) &&
            !item.m_bRecordListBooking;
@@ -255,9 +261,9 @@ bool CReminderAPIImp::m_FlagReserveTypeIsForScheduled(int reserveType) {
 }
 
 bool CReminderAPIImp::m_FlagReserveTypeIsForRecording(int reserveType) {
-    // Recording kinds 1, 2, 7 and 11.
+    // Recording kinds 1, 2, 7 and 11. Unsigned arithmetic: a stored type may be any int.
     if (reserveType == 1 || reserveType == 2) return true;
-    return (static_cast<unsigned>(reserveType - 7) & ~4u) == 0;
+    return ((static_cast<unsigned>(reserveType) - 7u) & ~4u) == 0;
 }
 
 unsigned long CReminderAPIImp::m_GetNewestUid() {
@@ -603,7 +609,7 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
                                             bool clearAlarm, bool startFlag, bool notify) {
     REMINDER_LOG("UID = [%lu], ReserveType = [%d], Alarmed = [%d]", uid,
                  static_cast<int>(item.m_nReserveType), static_cast<int>(item.m_bAlarmed));
-    if (uid == REMINDER_INVALID_UID) {
+    if (IsInvalidUid(uid)) {
         REMINDER_ERR("UID invalid.");
         return false;
     }
@@ -638,7 +644,7 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
 
 bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
     REMINDER_LOG("UID = [%d]", static_cast<int>(uid));
-    if (uid == REMINDER_INVALID_UID) return false;
+    if (IsInvalidUid(uid)) return false;
     std::vector<CRemindInfo> list;
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
     const auto found = std::find_if(list.begin(), list.end(),
@@ -674,7 +680,7 @@ bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
 }
 
 bool CReminderAPIImp::DeleteRemindItemAloneByUid(unsigned long uid) {
-    if (uid == REMINDER_INVALID_UID) return false;
+    if (IsInvalidUid(uid)) return false;
     const bool result = t_DeleteRemindItemByUid(uid);
     CDBControl::GetInstance()->Notify();
     return result;

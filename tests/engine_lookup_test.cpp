@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -118,8 +119,12 @@ TEST_F(EngineLookupTest, UpdateByUid) {
     EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "list empty."));
 
     const unsigned long uid = Store(item);
-    EXPECT_FALSE(engine.UpdateRemindItemByUid(REMINDER_INVALID_UID, item, false, false, false));
-    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "UID invalid."));
+    // All ones is no UID, in 32 bits or in a 64-bit unsigned long.
+    for (const unsigned long invalid : {REMINDER_INVALID_UID, ULONG_MAX}) {
+        tvsim::ClearLogs();
+        EXPECT_FALSE(engine.UpdateRemindItemByUid(invalid, item, false, false, false));
+        EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "UID invalid.")) << invalid;
+    }
     // An unknown UID changes nothing.
     item.m_sTitle = "Changed";
     EXPECT_FALSE(engine.UpdateRemindItemByUid(uid + 1, item, false, false, false));
