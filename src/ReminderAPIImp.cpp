@@ -108,6 +108,33 @@ bool IsPlainRecording(const CRemindInfo& item) {
            !item.m_bRecordListBooking;
 }
 
+// The next occurrence of a repeating manual item, from its padded start.
+unsigned long NextOccurrence(const CRemindInfo& item, bool startFlag) {
+    return CReminderAPIUtil::GetStartTime(EffectiveStart(item), item.m_nRepeatType,
+                                          item.m_cManualRepeat, startFlag);
+}
+
+// Only a recording booked from the guide gets the default margin, on both sides; every other
+// item is stored without one.
+void ApplyTimeMarginRule(CRemindInfo& item) {
+    item.SetTimeMargin(0);
+    if (item.m_nManual == 0 && item.m_nReserveType == REMINDER_RESERVE_RECORDING) {
+        item.SetTimeMargin(static_cast<unsigned short>(CReminderAPIUtil::GetTimeMargin()));
+    }
+}
+
+CDBCriteria ByUid(unsigned long uid) {
+    CDBCriteria criteria;
+    criteria.Where(CDBCriteria::CRITERIA_UID, uid);
+    return criteria;
+}
+
+std::vector<CRemindInfo>::const_iterator FindByUid(const std::vector<CRemindInfo>& list,
+                                                   unsigned long uid) {
+    return std::find_if(list.begin(), list.end(),
+                        [uid](const CRemindInfo& e) { return e.m_nUid == uid; });
+}
+
 bool IsSelectedByExtractType(const CRemindInfo& item, EExtractType type) {
     if (item.m_bRecordListBooking) return false;
     const int reserve = item.m_nReserveType;
@@ -191,10 +218,8 @@ bool CReminderAPIImp::t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out) 
     REMINDER_LOG("Data Operation...Select");
     CDBControl* db = CDBControl::GetInstance();
     db->BeginTransaction();
-    CDBCriteria criteria;
-    criteria.Where(CDBCriteria::CRITERIA_UID, uid);
     std::vector<CRemindInfo> found;
-    const bool result = db->FindItem(criteria, found);
+    const bool result = db->FindItem(ByUid(uid), found);
     db->EndTransaction();
     if (result && !found.empty()) out = found.front();
     return result;
@@ -203,13 +228,9 @@ bool CReminderAPIImp::t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out) 
 bool CReminderAPIImp::t_AddRemindItem(const CRemindInfo& item, bool startFlag) {
     CRemindInfo copy(item);
     if (copy.m_nManual == 1 && copy.m_nRepeatType != REMINDER_REPEAT_NONE) {
-        copy.SetStartTime(CReminderAPIUtil::GetStartTime(EffectiveStart(copy), copy.m_nRepeatType,
-                                                         copy.m_cManualRepeat, startFlag));
+        copy.SetStartTime(NextOccurrence(copy, startFlag));
     }
-    copy.SetTimeMargin(0);
-    if (copy.m_nManual == 0 && copy.m_nReserveType == REMINDER_RESERVE_RECORDING) {
-        copy.SetTimeMargin(static_cast<unsigned short>(CReminderAPIUtil::GetTimeMargin()));
-    }
+    ApplyTimeMarginRule(copy);
     // Only one market shows the alarm of an item again after it was re-added.
     if (CReminderAPIUtil::GetCountry() != kCountryWithAlarmKept) copy.m_bAlarmed = false;
     if (copy.m_nAddedTime == 0) {
@@ -235,9 +256,7 @@ bool CReminderAPIImp::t_UpdateRemindItemByUid(unsigned long uid, const CRemindIn
     REMINDER_LOG("Data Operation...Update");
     CDBControl* db = CDBControl::GetInstance();
     db->BeginTransaction();
-    CDBCriteria criteria;
-    criteria.Where(CDBCriteria::CRITERIA_UID, uid);
-    const bool result = db->UpdateItem(criteria, item);
+    const bool result = db->UpdateItem(ByUid(uid), item);
     db->EndTransaction();
     return result;
 }
@@ -246,9 +265,7 @@ bool CReminderAPIImp::t_DeleteRemindItemByUid(unsigned long uid) {
     REMINDER_LOG("Data Operation...Delete");
     CDBControl* db = CDBControl::GetInstance();
     db->BeginTransaction();
-    CDBCriteria criteria;
-    criteria.Where(CDBCriteria::CRITERIA_UID, uid);
-    const bool result = db->DeleteItem(criteria);
+    const bool result = db->DeleteItem(ByUid(uid));
     db->EndTransaction();
     return result;
 }
@@ -619,8 +636,7 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
         REMINDER_ERR("list empty.");
         return false;
     }
-    const auto stored = std::find_if(list.begin(), list.end(),
-                                     [uid](const CRemindInfo& e) { return e.m_nUid == uid; });
+    const auto stored = FindByUid(list, uid);
     if (stored == list.end()) return false;
 
     CRemindInfo copy(item);
@@ -628,13 +644,9 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
     // A recording that runs keeps its time; other repeating manual items move to their next
     // occurrence.
     if (copy.m_nManual == 1 && copy.m_nRepeatType != REMINDER_REPEAT_NONE && !copy.m_bRecording) {
-        copy.SetStartTime(CReminderAPIUtil::GetStartTime(EffectiveStart(copy), copy.m_nRepeatType,
-                                                         copy.m_cManualRepeat, startFlag));
+        copy.SetStartTime(NextOccurrence(copy, startFlag));
     }
-    copy.SetTimeMargin(0);
-    if (copy.m_nManual == 0 && copy.m_nReserveType == REMINDER_RESERVE_RECORDING) {
-        copy.SetTimeMargin(static_cast<unsigned short>(CReminderAPIUtil::GetTimeMargin()));
-    }
+    ApplyTimeMarginRule(copy);
     if (clearAlarm) copy.m_bAlarmed = false;
     t_DeleteTimeMarginForBackToBackRecording(&copy);
     t_UpdateRemindItemByUid(uid, copy);
@@ -647,8 +659,7 @@ bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
     if (IsInvalidUid(uid)) return false;
     std::vector<CRemindInfo> list;
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    const auto found = std::find_if(list.begin(), list.end(),
-                                    [uid](const CRemindInfo& e) { return e.m_nUid == uid; });
+    const auto found = FindByUid(list, uid);
     if (found == list.end()) return false;
 
     const CRemindInfo& item = *found;
