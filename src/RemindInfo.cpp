@@ -2,7 +2,6 @@
 
 #include <json/json.h>
 
-#include <cctype>
 #include <exception>
 #include <sstream>
 #include <tuple>
@@ -53,11 +52,6 @@ T AttributeOr(const TCServiceData& service, int key, T fallback) {
     return service.FindAttribute(key, value) ? static_cast<T>(value) : fallback;
 }
 
-float FrequencyOf(const TCServiceData& service) {
-    long long value = 0;
-    return service.FindAttribute(SERVICE_ATTR_FREQUENCY, value) ? static_cast<float>(value) : -1.0f;
-}
-
 // The channel fields shared by every lookup (all but the service id).
 void TakeChannelFields(CRemindInfo& info, const TCServiceData& service) {
     info.m_nServiceProfile = AttributeOr<int32_t>(service, SERVICE_ATTR_SERVICE_PROFILE, -1);
@@ -68,7 +62,7 @@ void TakeChannelFields(CRemindInfo& info, const TCServiceData& service) {
     info.m_nProgramNumber = AttributeOr<uint16_t>(service, SERVICE_ATTR_PROGRAM_NUMBER, kNoValue16);
     info.m_nTransportStreamId =
         AttributeOr<uint16_t>(service, SERVICE_ATTR_TRANSPORT_STREAM_ID, kNoValue16);
-    info.m_frequency = FrequencyOf(service);
+    info.m_frequency = AttributeOr<float>(service, SERVICE_ATTR_FREQUENCY, -1.0f);
 }
 
 bool FindChannelByServiceId(unsigned long long serviceId, TCServiceData& service) {
@@ -140,12 +134,6 @@ bool StartsWithin(const CRemindInfo& item, const CRemindInfo& slot) {
 
 bool EqualIgnoringCase(const std::string& a, const std::string& b) {
     return CReminderAPIUtil::CompareStrIgnoringCase(a, b) == 0;
-}
-
-std::string LowerCopy(const std::string& text) {
-    std::string lower = text;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
 }
 
 void LogProgramMonitorId(const TCProgramMonitorId& id) {
@@ -427,7 +415,7 @@ void CRemindInfo::Set(unsigned short major, unsigned short minor, unsigned short
     m_nServiceProfile = AttributeOr<int32_t>(service, SERVICE_ATTR_SERVICE_PROFILE, -1);
     m_nTransportStreamId =
         AttributeOr<uint16_t>(service, SERVICE_ATTR_TRANSPORT_STREAM_ID, kNoValue16);
-    m_frequency = FrequencyOf(service);
+    m_frequency = AttributeOr<float>(service, SERVICE_ATTR_FREQUENCY, -1.0f);
 }
 
 void CRemindInfo::SetRecording(const TCProgramData& program) {
@@ -532,11 +520,11 @@ bool CRemindInfo::CompareCRID(const CRemindInfo& other) const {
 }
 
 std::string CRemindInfo::ProgramCrid() const {
-    return LowerCopy(m_sProgramCrid);
+    return CReminderAPIUtil::LowerCase(m_sProgramCrid);
 }
 
 std::string CRemindInfo::SeriesCrid() const {
-    return LowerCopy(m_sSeriesCrid);
+    return CReminderAPIUtil::LowerCase(m_sSeriesCrid);
 }
 
 bool CRemindInfo::IsConflict(const CRemindInfo& other) const {
@@ -780,10 +768,8 @@ bool CRemindInfo::Deserialize(const std::string& text) {
         m_sGuidance = root["m_sGuidance"].asString();
         m_sPrivateData = root["m_sPrivateData"].asString();
         const Json::Value& components = root["m_vCompList"];
-        if (components.size() != 0) {
-            for (const Json::Value& component : components) {
-                m_vCompList.push_back(ComponentFromJson(component));
-            }
+        for (const Json::Value& component : components) {
+            m_vCompList.push_back(ComponentFromJson(component));
         }
         ReadExtProgramId(root["m_extProgramId"][0], m_extProgramId);
         m_nStreamType = root["m_nStreamType"].asInt();
