@@ -12,6 +12,7 @@
 #include <chrono>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -25,8 +26,6 @@
 #include "ReminderDBusInfo.h"
 #include "TestSupport.h"
 #include "reminder_api.h"
-
-extern char** environ;
 
 // Events compare and print field by field (found by argument lookup, so not in the unnamed
 // namespace).
@@ -44,21 +43,18 @@ namespace {
 
 using Env = std::vector<std::pair<std::string, std::string>>;
 
-// A child process with its standard input and output on pipes.
+// A child process with its standard input and output on pipes, run through env(1) so that
+// `overrides` replace variables of ours.
 class Child {
 public:
     // `mergeErrors` sends the child's standard error into the same pipe as its output.
     Child(const std::vector<std::string>& args, const Env& overrides, bool mergeErrors = false) {
-        std::vector<std::string> env;
-        for (char** e = environ; *e != nullptr; ++e) {
-            const std::string entry = *e;
-            bool replaced = false;
-            for (const auto& kv : overrides) replaced |= entry.rfind(kv.first + "=", 0) == 0;
-            if (!replaced) env.push_back(entry);
-        }
-        for (const auto& kv : overrides) env.push_back(kv.first + "=" + kv.second);
-        std::vector<char*> argv = Pointers(args);
-        std::vector<char*> envp = Pointers(env);
+        std::vector<std::string> command{"/usr/bin/env"};
+        for (const auto& kv : overrides) command.push_back(kv.first + "=" + kv.second);
+        command.insert(command.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (const auto& s : command) argv.push_back(const_cast<char*>(s.c_str()));
+        argv.push_back(nullptr);
         int in[2];
         int out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
@@ -67,7 +63,7 @@ public:
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             if (mergeErrors) dup2(out[1], STDERR_FILENO);
-            execve(argv[0], argv.data(), envp.data());
+            execv(argv[0], argv.data());
             _exit(127);
         }
         close(in[0]);
@@ -129,24 +125,16 @@ public:
     }
 
 private:
-    static std::vector<char*> Pointers(const std::vector<std::string>& strings) {
-        std::vector<char*> pointers;
-        for (const auto& s : strings) pointers.push_back(const_cast<char*>(s.c_str()));
-        pointers.push_back(nullptr);
-        return pointers;
-    }
-
     pid_t m_pid = -1;
     int m_in = -1;
     int m_out = -1;
     std::string m_buffer;
 };
 
-// A dbus-daemon of our own, from the tests' bus configuration with `extraConfig` added inside
-// it; stopped when destroyed.
+// A dbus-daemon of our own, from the tests' bus configuration; stopped when destroyed.
 class PrivateBus {
 public:
-    explicit PrivateBus(const std::string& extraConfig = "") {
+    PrivateBus() {
         char dir[] = "/tmp/reminder-bus-XXXXXX";
         if (mkdtemp(dir) == nullptr) return;
         m_dir = dir;
@@ -155,7 +143,6 @@ public:
         text << in.rdbuf();
         std::string config = text.str();
         config.replace(config.find("@BUS_DIR@"), 9, m_dir);
-        config.insert(config.rfind("</busconfig>"), extraConfig);
         std::ofstream(m_dir + "/bus.conf") << config;
         m_daemon = std::make_unique<Child>(
             std::vector<std::string>{"/usr/bin/dbus-daemon", "--config-file=" + m_dir + "/bus.conf",
@@ -167,11 +154,7 @@ public:
     PrivateBus& operator=(const PrivateBus&) = delete;
     ~PrivateBus() {
         Stop();
-        if (!m_dir.empty()) {
-            std::remove((m_dir + "/bus.conf").c_str());
-            std::remove((m_dir + "/system_bus_socket").c_str());
-            rmdir(m_dir.c_str());
-        }
+        if (!m_dir.empty()) std::filesystem::remove_all(m_dir);
     }
 
     const std::string& Address() const { return m_address; }
@@ -296,11 +279,10 @@ TEST_F(DBusNotifyTest, EngineAnnouncesChangesOnlyWhereItShould) {
 TEST_F(DBusNotifyTest, RegisteringTwiceKeepsOneSubscriptionAndCallsOnlyTheLatest) {
     Recorder first;
     ASSERT_EQ(reminder_register_signal_callback(&Recorder::Record, &first), 1);
-    // The second name serves the same single slot.
-    // Only the first registration of a process subscribes (an earlier test in this process may
-    // have done so already).
+    // At most one subscription per process (an earlier test in this process may have made it).
     const size_t subscriptions = testsupport::LogLinesContaining("nEvenyID : [").size();
     EXPECT_LE(subscriptions, 1u);
+    // The second name serves the same single slot and subscribes no more.
     ASSERT_EQ(reminder_e_register_signal_callback(&Recorder::Record, &m_recorder), 1);
     EXPECT_EQ(testsupport::LogLinesContaining("nEvenyID : [").size(), subscriptions);
 
@@ -354,7 +336,6 @@ TEST_F(DBusNotifyTest, SentEventsArriveUnchanged) {
     EXPECT_EQ(m_recorder.events[0], plain);
     EXPECT_EQ(m_recorder.events[1], extremes);
     EXPECT_EQ(m_recorder.events[2], (TReminderEvent{0, 9, -2, 70000, PT_PARAM_TYPE_NONE}));
-    EXPECT_TRUE(testsupport::LoggedOn(0, "Send Message : 1 2 3 4 5 "));
 }
 
 TEST_F(DBusNotifyTest, SecondProcessReceivesEveryEventOfABurstInOrder) {
@@ -410,55 +391,6 @@ TEST_F(DBusNotifyTest, WatchCommandPrintsEachEventAsItArrives) {
     CDBControl::GetInstance()->Notify();
     EXPECT_EQ(watch.ReadLine(10000), "category=0 event=12 param1=0 param2=0 type=0");
     EXPECT_EQ(watch.Wait(10000), 0) << "the watch ends by itself after --count events";
-}
-
-// The television's policy file, on a bus that otherwise allows everything.
-TEST(DBusPolicyTest, AllowsTheChangeSignalAndNothingElseOfItsInterface) {
-    PrivateBus bus("<include>" + std::string(REMINDER_SOURCE_DIR) +
-                   "/dbus/reminder-api.conf</include>");
-    ASSERT_FALSE(bus.Address().empty());
-    const auto flags =
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    GDBusConnection* receiver = g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags,
-                                                                       nullptr, nullptr, nullptr);
-    GDBusConnection* sender = g_dbus_connection_new_for_address_sync(bus.Address().c_str(), flags,
-                                                                     nullptr, nullptr, nullptr);
-    ASSERT_NE(receiver, nullptr);
-    ASSERT_NE(sender, nullptr);
-
-    std::vector<std::string> heard;
-    const guint id = g_dbus_connection_signal_subscribe(
-        receiver, nullptr, "org.tizen.tv.reminder", nullptr, nullptr, nullptr,
-        G_DBUS_SIGNAL_FLAGS_NONE,
-        [](GDBusConnection*, const gchar*, const gchar* path, const gchar*, const gchar* member,
-           GVariant*, gpointer data) {
-            static_cast<std::vector<std::string>*>(data)->push_back(std::string(path) + " " +
-                                                                    member);
-        },
-        &heard, nullptr);
-    // A round trip on the receiver makes sure its match rule is in place before anything is sent.
-    GVariant* reply = g_dbus_connection_call_sync(
-        receiver, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (reply != nullptr) g_variant_unref(reply);
-
-    const auto emit = [&](const char* path, const char* member) {
-        g_dbus_connection_emit_signal(sender, nullptr, path, "org.tizen.tv.reminder", member,
-                                      g_variant_new("(iiiii)", 0, 12, 0, 0, 0), nullptr);
-    };
-    emit("/org/tizen/tv/reminder", "Other");
-    emit("/elsewhere", "Signal");
-    emit("/org/tizen/tv/reminder", "Signal");
-    g_dbus_connection_flush_sync(sender, nullptr, nullptr);
-    // The bus keeps one sender's order: whatever it let through arrived before the last signal.
-    EXPECT_TRUE(RunMainLoopUntil(
-        [&] { return !heard.empty() && heard.back() == "/org/tizen/tv/reminder Signal"; }));
-    EXPECT_EQ(heard, std::vector<std::string>{"/org/tizen/tv/reminder Signal"});
-
-    g_dbus_connection_signal_unsubscribe(receiver, id);
-    g_object_unref(sender);
-    g_object_unref(receiver);
 }
 
 }  // namespace
