@@ -9,12 +9,10 @@ namespace {
 
 using C = CDBCriteria;
 
-TEST(CriteriaTest, FreshCriteriaIsEmptySoStatementsTouchEveryRow) {
-    EXPECT_EQ(CDBCriteria().m_sCriteria, "");
-}
-
 TEST(CriteriaTest, ConditionsAreJoinedByOneAndThenOrdered) {
+    // A fresh criteria is empty, so statements touch every row.
     CDBCriteria criteria;
+    EXPECT_EQ(criteria.m_sCriteria, "");
     criteria.Where<unsigned long>(C::CRITERIA_UID, 12);
     EXPECT_EQ(criteria.m_sCriteria, " WHERE UID = 12");
 
