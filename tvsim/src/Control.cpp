@@ -25,14 +25,6 @@ bool Replace(bool parsed, Television tv, const std::string& message, std::string
     return parsed;
 }
 
-const detail::GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
-                                    unsigned short eventId) {
-    for (const detail::GuideEntry& e : tv.guide) {
-        if (e.programme.ServiceId() == serviceId && e.programme.EventId() == eventId) return &e;
-    }
-    return nullptr;
-}
-
 }  // namespace
 
 bool LoadProfile(const std::string& jsonText, std::string* error) {
@@ -113,7 +105,7 @@ int PowerState() {
 
 bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgramData& out) {
     return WithTv(nullptr, [&](Simulator& sim) {
-        const detail::GuideEntry* e = FindEntry(sim.tv, serviceId, eventId);
+        const detail::GuideEntry* e = detail::FindEntry(sim.tv, serviceId, eventId);
         if (e == nullptr) return false;
         out = e->programme;
         return true;

@@ -13,6 +13,7 @@
 #include "TvState.h"
 
 using tvsim::detail::Fails;
+using tvsim::detail::FindEntry;
 using tvsim::detail::GuideEntry;
 using tvsim::detail::Simulator;
 using tvsim::detail::Television;
@@ -64,14 +65,6 @@ void FillKeyed(const std::vector<const GuideEntry*>& entries,
     for (const GuideEntry* e : entries) {
         programs[key++] = const_cast<TCProgramData*>(&e->programme);
     }
-}
-
-const GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
-                            unsigned long eventId) {
-    for (const GuideEntry& e : tv.guide) {
-        if (e.programme.ServiceId() == serviceId && e.programme.EventId() == eventId) return &e;
-    }
-    return nullptr;
 }
 
 bool CarriesCrid(const TCProgramData& p, const std::string& crid, ECRIDType type) {

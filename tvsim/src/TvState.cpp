@@ -40,6 +40,14 @@ bool Fails(const Television& tv, const std::string& name, const std::string& key
     return Fails(tv, name) || tv.failures.count(name + ":" + key) != 0;
 }
 
+const GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
+                            unsigned long eventId) {
+    for (const GuideEntry& e : tv.guide) {
+        if (e.programme.ServiceId() == serviceId && e.programme.EventId() == eventId) return &e;
+    }
+    return nullptr;
+}
+
 unsigned long UtcNow(const Television& tv) {
     if (tv.fixedUtc) return *tv.fixedUtc;
     return static_cast<unsigned long>(std::time(nullptr));

@@ -130,6 +130,10 @@ bool Fails(const Television& tv, const std::string& name, const std::string& key
 
 unsigned long UtcNow(const Television& tv);
 
+// The guide entry of one event of one service, or null.
+const GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
+                            unsigned long eventId);
+
 // Parses a profile. On failure `error` names `source` and the offending member, and `out` is
 // left untouched.
 bool ParseProfile(const std::string& text, const std::string& source, Television& out,
