@@ -1,9 +1,11 @@
 // Another process holding the booking file: short holds are waited out, long ones fail the
 // transaction without harming the other process's work.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,24 @@ long MillisecondsSince(Clock::time_point start) {
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
 }
 
+// What SQLite's own consistency check says of the file, read by a connection of its own.
+std::string IntegrityCheck(const std::string& path) {
+    sqlite3* raw = nullptr;
+    sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> db(raw, &sqlite3_close);
+    char** table = nullptr;
+    int rows = 0;
+    int columns = 0;
+    std::string result = "<failed>";
+    if (sqlite3_get_table(db.get(), "PRAGMA integrity_check", &table, &rows, &columns,
+                          nullptr) == SQLITE_OK &&
+        rows > 0) {
+        result = table[columns];
+    }
+    sqlite3_free_table(table);
+    return result;
+}
+
 class ConcurrencyTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -93,8 +113,9 @@ TEST_F(ConcurrencyTest, LongHoldFailsTheTransactionAndLeavesTheFileIntact) {
     // About 100 retries 10 ms apart before giving up.
     EXPECT_GE(waited, 800);
 
-    // The other process's work survived and the store works again.
+    // The file is intact, the other process's work survived and the store works again.
     ASSERT_TRUE(locker.Finish());
+    EXPECT_EQ(IntegrityCheck(CDBControl::DatabasePath()), "ok");
     std::vector<CRemindInfo> rows;
     ASSERT_TRUE(store.FindItem(CDBCriteria(), rows));
     EXPECT_EQ(rows.size(), 1u);
