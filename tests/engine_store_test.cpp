@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <climits>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -71,46 +73,37 @@ TEST(ReminderFacadeTest, OneInstanceAndLocksThatDoNotExcludeEachOther) {
     EXPECT_EQ(other.wait_for(std::chrono::seconds(5)), std::future_status::ready);
 }
 
-TEST_F(EngineStoreTest, ScheduledAndRecordingKinds) {
-    for (int type : {0, 1, 2, 3, 7, 10, 11}) {
-        EXPECT_TRUE(CReminderAPIImp::m_FlagReserveTypeIsForScheduled(type)) << type;
-    }
-    for (int type : {-1, 4, 5, 6, 8, 9, 12, 255}) {
-        EXPECT_FALSE(CReminderAPIImp::m_FlagReserveTypeIsForScheduled(type)) << type;
-    }
-    for (int type : {1, 2, 7, 11}) {
-        EXPECT_TRUE(CReminderAPIImp::m_FlagReserveTypeIsForRecording(type)) << type;
-    }
-    for (int type : {0, 3, 4, 5, 9, 10, 12, 15}) {
-        EXPECT_FALSE(CReminderAPIImp::m_FlagReserveTypeIsForRecording(type)) << type;
+TEST(EngineKindsTest, ScheduledAndRecordingKinds) {
+    // Scheduled: 0-3, 7, 10, 11; recording: 1, 2, 7, 11; nothing else, whatever int is stored.
+    const std::set<int> scheduled = {0, 1, 2, 3, 7, 10, 11};
+    const std::set<int> recording = {1, 2, 7, 11};
+    for (int type : {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 15, 255, INT_MAX}) {
+        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForScheduled(type),
+                  scheduled.count(type) == 1)
+            << type;
+        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForRecording(type),
+                  recording.count(type) == 1)
+            << type;
     }
 }
 
-TEST_F(EngineStoreTest, PrimitivesReadWriteAndDeleteByUid) {
-    EXPECT_EQ(engine.GetReminderListSize(), 0);
-    Store(Booking(REMINDER_RESERVE_VIEWING, 7, kLocalNow + 600));
-    const std::vector<CRemindInfo> list = Stored();
-    ASSERT_EQ(list.size(), 1u);
-    const unsigned long uid = list[0].m_nUid;
-
-    // Reading by UID fills the record; an unknown UID leaves it untouched.
-    CRemindInfo read;
-    EXPECT_TRUE(engine.GetRemindItemByUid(uid, read));
-    EXPECT_EQ(read.m_nEventId, 7);
-    CRemindInfo untouched;
-    EXPECT_FALSE(engine.t_GetRemindItemByUid(uid + 100, untouched));
-    EXPECT_EQ(untouched.m_nUid, REMINDER_INVALID_UID);
+TEST_F(EngineStoreTest, InsertStampsAndReadByUid) {
+    CRemindInfo item = Booking(REMINDER_RESERVE_VIEWING, 7, kLocalNow + 600);
+    item.m_bAlarmed = true;
+    Store(item);
+    const unsigned long uid = Stored().at(0).m_nUid;
 
     // The insert stamps the time it was added and, outside the one market that keeps it, clears
     // the alarm flag.
+    CRemindInfo read;
+    EXPECT_TRUE(engine.GetRemindItemByUid(uid, read));
+    EXPECT_EQ(read.m_nEventId, 7);
     EXPECT_EQ(read.m_nAddedTime, kLocalNow);
     EXPECT_FALSE(read.m_bAlarmed);
-
-    read.m_sTitle = "Renamed";
-    EXPECT_TRUE(engine.t_UpdateRemindItemByUid(uid, read));
-    EXPECT_EQ(Stored()[0].m_sTitle, "Renamed");
-    EXPECT_TRUE(engine.t_DeleteRemindItemByUid(uid));
-    EXPECT_EQ(engine.GetReminderListSize(), 0);
+    // An unknown UID leaves the record untouched.
+    CRemindInfo untouched;
+    EXPECT_FALSE(engine.t_GetRemindItemByUid(uid + 100, untouched));
+    EXPECT_EQ(untouched.m_nUid, REMINDER_INVALID_UID);
 }
 
 TEST_F(EngineStoreTest, SeriesBaseEntryIsMovedOnAndLosesItsProgramCrid) {
@@ -124,8 +117,9 @@ TEST_F(EngineStoreTest, SeriesBaseEntryIsMovedOnAndLosesItsProgramCrid) {
     EXPECT_TRUE(stored.m_sProgramCrid.empty());
 }
 
-TEST_F(EngineStoreTest, CountLeavesOutEpisodesAndFailedRecordings) {
-    // A series counts once, through its base entry, however many episodes it has.
+TEST_F(EngineStoreTest, CountLeavesOutEpisodesAndFailedRecordingsAndIsFullAtThirty) {
+    EXPECT_FALSE(engine.FlagReminderListIsFull());
+    // A series counts once, through its base entry, however many episodes (one failed) it has.
     CRemindInfo base = Booking(REMINDER_RESERVE_SERIES, 1, kLocalNow + 60);
     base.m_sSeriesCrid = "crid://x/series";
     Store(base);
@@ -142,16 +136,12 @@ TEST_F(EngineStoreTest, CountLeavesOutEpisodesAndFailedRecordings) {
     // Failed single recordings are free too.
     StoreMany(REMINDER_RESERVE_RECORDING_FAILED, 3, 100);
     EXPECT_EQ(engine.GetRemindItemCnt(), 1);
-}
 
-TEST_F(EngineStoreTest, ListIsFullAtThirtyCountedItems) {
-    EXPECT_FALSE(engine.FlagReminderListIsFull());
-    StoreMany(REMINDER_RESERVE_VIEWING, 29);
-    StoreMany(REMINDER_RESERVE_RECORDING_FAILED, 5, 200);
+    StoreMany(REMINDER_RESERVE_VIEWING, 28, 200);
     EXPECT_FALSE(engine.FlagReminderListIsFull());
     Store(Booking(REMINDER_RESERVE_VIEWING, 300, kLocalNow + 60));
-    EXPECT_TRUE(engine.FlagReminderListIsFull());
     EXPECT_EQ(engine.GetRemindItemCnt(), 30);
+    EXPECT_TRUE(engine.FlagReminderListIsFull());
 }
 
 TEST_F(EngineStoreTest, FailedItemCapDeletesTheEarliestFailedOneAtATime) {
@@ -177,19 +167,15 @@ TEST_F(EngineStoreTest, FailedItemCapDeletesTheEarliestFailedOneAtATime) {
 }
 
 TEST_F(EngineStoreTest, ListsByKindAndOrder) {
-    CRemindInfo recordList = Booking(REMINDER_RESERVE_RECORDING_MONITORED, 1, kLocalNow + 100);
-    recordList.m_bRecordListBooking = true;
-    Store(recordList);
-    CRemindInfo base = Booking(REMINDER_RESERVE_SERIES, 2, kLocalNow + 200);
-    base.m_sTitle = "A series";
-    Store(base);
-    CRemindInfo failed = Booking(REMINDER_RESERVE_RECORDING_FAILED, 3, kLocalNow + 300);
-    failed.m_sTitle = "B failed";
-    Store(failed);
-    CRemindInfo viewing = Booking(REMINDER_RESERVE_VIEWING, 4, kLocalNow + 400);
-    viewing.m_sTitle = "C viewing";
-    Store(viewing);
-    Store(Booking(REMINDER_RESERVE_NONE, 5, kLocalNow + 500));
+    // Titles sort the other way round from the start times.
+    const EReserveType types[] = {REMINDER_RESERVE_RECORDING_MONITORED, REMINDER_RESERVE_SERIES,
+                                  REMINDER_RESERVE_RECORDING_FAILED, REMINDER_RESERVE_VIEWING,
+                                  REMINDER_RESERVE_NONE};
+    for (uint16_t i = 0; i < 5; ++i) {
+        CRemindInfo item = Booking(types[i], i + 1, kLocalNow + 100u * (5 - i));
+        item.m_bRecordListBooking = i == 0;
+        Store(item);
+    }
 
     std::vector<CRemindInfo> out;
     int count = -1;
@@ -197,8 +183,8 @@ TEST_F(EngineStoreTest, ListsByKindAndOrder) {
     EXPECT_TRUE(
         engine.GetRemindItemsByType(count, out, REM_EXTRACT_ALL_BOOKINGS, REM_ORDER_BY_TITLE));
     ASSERT_EQ(count, 3);
-    EXPECT_EQ(out[0].m_sTitle, "A series");
-    EXPECT_EQ(out[2].m_sTitle, "C viewing");
+    EXPECT_EQ(out[0].m_nEventId, 2);
+    EXPECT_EQ(out[2].m_nEventId, 4);
     EXPECT_TRUE(engine.GetRemindItemsByType(REM_EXTRACT_SCHEDULED, out));
     ASSERT_EQ(out.size(), 1u);
     EXPECT_EQ(out[0].m_nEventId, 4);
