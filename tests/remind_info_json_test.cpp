@@ -47,23 +47,6 @@ CRemindInfo Extreme() {
     return r;
 }
 
-bool SameComponents(const CRemindInfo& a, const CRemindInfo& b) {
-    if (a.m_vCompList.size() != b.m_vCompList.size()) return false;
-    for (size_t i = 0; i < a.m_vCompList.size(); ++i) {
-        const auto& x = a.m_vCompList[i];
-        const auto& y = b.m_vCompList[i];
-        if (x.nStreamContentComponentType != y.nStreamContentComponentType ||
-            x.cComponentTag != y.cComponentTag || x.nLanguage != y.nLanguage) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 // `text` with the value of the first member `key` replaced by `value`. The member's value must
 // be a scalar or an array of flat objects.
 std::string WithMember(std::string text, const std::string& key, const std::string& value) {
@@ -83,56 +66,35 @@ protected:
 
 TEST_F(RemindInfoJsonTest, RoundTripKeepsEveryField) {
     const CRemindInfo original = Extreme();
-    const std::string text = original.Serialize();
-    // One compact line.
-    EXPECT_EQ(text.find('\n'), text.size() - 1);
-
     CRemindInfo copy;
-    ASSERT_TRUE(copy.Deserialize(text));
+    ASSERT_TRUE(copy.Deserialize(original.Serialize()));
+    // Equality catches a member never written; the text, the components and the case of CRIDs.
     EXPECT_EQ(copy, original);
-    EXPECT_TRUE(SameComponents(copy, original));
-    // Case-insensitive equality would hide a CRID that lost its case.
-    EXPECT_EQ(copy.m_sProgramCrid, "/Prog#1");
-    EXPECT_EQ(copy.m_sPrivateData, original.m_sPrivateData);
+    EXPECT_EQ(copy.Serialize(), original.Serialize());
+
+    // A float that a double cannot tell apart comes back as the nearest float.
+    ASSERT_TRUE(copy.Deserialize(R"({"m_frequency": 0.1})"));
+    EXPECT_EQ(copy.m_frequency, 0.1f);
 }
 
 TEST_F(RemindInfoJsonTest, DocumentShape) {
     CRemindInfo r;
     r.m_extProgramId = {0, 0, 0, 0};
     const std::string text = r.Serialize();
-    // Members in key order; no components means no key at all.
+    // One compact line, members in key order; no components means no key at all.
     EXPECT_EQ(text.rfind("{\"m_bAlarmed\":false,", 0), 0u) << text;
-    EXPECT_FALSE(Contains(text, "m_vCompList"));
+    EXPECT_EQ(text.find('\n'), text.size() - 1);
+    EXPECT_EQ(text.find("m_vCompList"), std::string::npos);
     // The programme id is always a one-element array, even when all zero.
-    EXPECT_TRUE(Contains(text,
-                         "\"m_extProgramId\":[{\"cEITNumber\":0,\"nEITTableId\":0,"
-                         "\"nUTCDuration\":0,\"nUTCStartTime\":0}]"))
+    EXPECT_NE(text.find("\"m_extProgramId\":[{\"cEITNumber\":0,\"nEITTableId\":0,"
+                        "\"nUTCDuration\":0,\"nUTCStartTime\":0}]"),
+              std::string::npos)
         << text;
-    EXPECT_TRUE(Contains(text, "\"m_cRepeatLabel\":255,"));
-    EXPECT_TRUE(Contains(text, "\"m_nServiceProfile\":-1,"));
-    EXPECT_TRUE(Contains(text, "\"m_nServiceId\":18446744073709551615,"));
-
-    const std::string full = Extreme().Serialize();
-    EXPECT_TRUE(Contains(full,
-                         "\"m_vCompList\":[{\"cComponentTag\":1,\"nLanguage\":6647399,"
-                         "\"nStreamContentComponentType\":515},{"))
-        << full;
 
     // A document without components leaves the record's own list alone.
     CRemindInfo target = Extreme();
     ASSERT_TRUE(target.Deserialize(text));
     EXPECT_EQ(target.m_vCompList.size(), 2u);
-}
-
-TEST_F(RemindInfoJsonTest, FrequencyComesBackAsNearestFloat) {
-    CRemindInfo r;
-    r.m_frequency = 474.0f;
-    CRemindInfo copy;
-    ASSERT_TRUE(copy.Deserialize(r.Serialize()));
-    EXPECT_EQ(copy.m_frequency, 474.0f);
-
-    ASSERT_TRUE(copy.Deserialize(R"({"m_frequency": 0.1})"));
-    EXPECT_EQ(copy.m_frequency, 0.1f);
 }
 
 TEST_F(RemindInfoJsonTest, WrongTypeStopsAtThatMember) {
@@ -141,17 +103,11 @@ TEST_F(RemindInfoJsonTest, WrongTypeStopsAtThatMember) {
     r.m_nUid = 42;
     r.m_sTitle = "kept";
     ASSERT_TRUE(r.Deserialize(doc));
-    EXPECT_FALSE(testsupport::LogLinesContaining("Exception Handled : ").empty());
-    EXPECT_EQ(testsupport::LogLinesContaining("Exception Handled : ").front().logId, kSystemLog);
-
-    // The members before the failing one are read...
-    EXPECT_EQ(r.m_nServiceId, ~0ULL);
+    EXPECT_EQ(testsupport::LogLinesContaining("Exception Handled : ").at(0).logId, kSystemLog);
+    // The members before the failing one are read; it and all after it keep their values.
     EXPECT_EQ(r.m_nExpiredDate, 11);
-    // ...the failing one and all after it keep their values.
     EXPECT_EQ(r.m_nUid, 42u);
-    EXPECT_EQ(r.m_nBookingOrder, 0xFFFFFFFFu);
     EXPECT_EQ(r.m_sTitle, "kept");
-    EXPECT_TRUE(r.m_vCompList.empty());
     EXPECT_EQ(r.m_nStreamType, 0);
 
     // A bad component keeps the components read before it and stops there.
@@ -161,25 +117,18 @@ TEST_F(RemindInfoJsonTest, WrongTypeStopsAtThatMember) {
                    R"({"cComponentTag":"x"}])");
     CRemindInfo partial;
     ASSERT_TRUE(partial.Deserialize(badComponent));
-    EXPECT_EQ(partial.m_sPrivateData, "{\"k\":1}");
     EXPECT_EQ(partial.m_vCompList.size(), 1u);
     EXPECT_EQ(partial.m_extProgramId.nUTCDuration, 0xFFFFFFFFu);
 }
 
 TEST_F(RemindInfoJsonTest, EmptyObjectAndNonJson) {
+    // Absent members read as the JSON library's null: 0, false, empty.
     CRemindInfo r = Extreme();
     ASSERT_TRUE(r.Deserialize("{}"));
-    // Absent members read as the JSON library's null: 0, false, empty.
     EXPECT_EQ(r.m_nServiceId, 0u);
-    EXPECT_EQ(r.m_nServiceProfile, 0);
-    EXPECT_EQ(r.m_nUid, 0u);
-    EXPECT_EQ(r.m_frequency, 0.0f);
     EXPECT_FALSE(r.m_bRecordListBooking);
-    EXPECT_EQ(r.m_cRepeatLabel, 0);
-    EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_VIEWING);
     EXPECT_EQ(r.m_sTitle, "");
     EXPECT_EQ(r.m_extProgramId.nUTCStartTime, 0u);
-    EXPECT_EQ(r.m_extProgramId.nEITTableId, 0);
     EXPECT_EQ(r.m_nStreamType, 0);
 
     // Text that is not JSON is refused and changes nothing.
