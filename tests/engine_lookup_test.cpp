@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ReminderAPIImp.h"
@@ -100,15 +101,13 @@ TEST_F(EngineLookupTest, FuzzyPassMovesABookingThatShiftedByUnderTwoMinutes) {
     // A different title, no shift at all, or a shift of two minutes: not this booking.
     testsupport::ClearStore();
     Store(stored);
-    CRemindInfo renamed = query;
-    renamed.m_sTitle = "Sport";
-    EXPECT_FALSE(engine.FindRemindItem(renamed, found));
-    CRemindInfo same = query;
-    same.m_nStartMarginTime = 30;
-    EXPECT_FALSE(engine.FindRemindItem(same, found));
-    CRemindInfo tooFar = query;
-    tooFar.m_nStartMarginTime = 150;
-    EXPECT_FALSE(engine.FindRemindItem(tooFar, found));
+    const std::pair<const char*, uint32_t> misses[] = {{"Sport", 120}, {"News", 30}, {"News", 150}};
+    for (const auto& [title, startMargin] : misses) {
+        CRemindInfo miss = query;
+        miss.m_sTitle = title;
+        miss.m_nStartMarginTime = startMargin;
+        EXPECT_FALSE(engine.FindRemindItem(miss, found)) << title << " " << startMargin;
+    }
     EXPECT_EQ(Stored().at(0).m_nEventTime, stored.m_nEventTime);
 }
 
