@@ -9,6 +9,9 @@ extern "C" {
 /* How the parameters of an event are to be read; 0 in every event the library sends. */
 typedef enum {
     PT_PARAM_TYPE_NONE = 0,
+    /* Other senders may carry any 32-bit value here. */
+    PT_PARAM_TYPE_MIN_ = -0x7FFFFFFF - 1,
+    PT_PARAM_TYPE_MAX_ = 0x7FFFFFFF,
 } PTParamType;
 
 /* The five fields of a change event, in the order the bus signal carries them. */
