@@ -139,6 +139,8 @@ private:
     int t_Excute(COMMAND_TYPE type);
     void t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item);
     void t_FinalizeStmt(COMMAND_TYPE type);
+    // Prepares, binds `item` when given, steps once and finalizes; logs "<operation> ..." lines.
+    bool t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation);
     bool t_Insert(const CRemindInfo& item);
     bool t_Update(const CDBCriteria& criteria, const CRemindInfo& item);
     bool t_Delete(const CDBCriteria& criteria);

@@ -532,45 +532,32 @@ void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
     }
 }
 
-bool CDBControl::t_Insert(const CRemindInfo& item) {
-    REMINDER_ENTRY();
-    if (!t_InitializeStmt(COMMAND_INSERT)) return false;
-    const CScopeExit finalize([this] { t_FinalizeStmt(COMMAND_INSERT); });
-    t_BindDetail(COMMAND_INSERT, item);
-    const int result = t_Excute(COMMAND_INSERT);
+bool CDBControl::t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation) {
+    if (!t_InitializeStmt(type)) return false;
+    const CScopeExit finalize([this, type] { t_FinalizeStmt(type); });
+    if (item != nullptr) t_BindDetail(type, *item);
+    const int result = t_Excute(type);
     if (result != SQLITE_DONE) {
-        REMINDER_ERR("Insert operation failed! Result code : [%d]", result);
+        REMINDER_ERR("%s operation failed! Result code : [%d]", operation, result);
         return false;
     }
-    REMINDER_LOG("Insert operation success!");
+    REMINDER_LOG("%s operation success!", operation);
     return true;
+}
+
+bool CDBControl::t_Insert(const CRemindInfo& item) {
+    REMINDER_ENTRY();
+    return t_RunWrite(COMMAND_INSERT, &item, "Insert");
 }
 
 bool CDBControl::t_Update(const CDBCriteria& /*criteria*/, const CRemindInfo& item) {
     REMINDER_ENTRY();
-    if (!t_InitializeStmt(COMMAND_UPDATE)) return false;
-    const CScopeExit finalize([this] { t_FinalizeStmt(COMMAND_UPDATE); });
-    t_BindDetail(COMMAND_UPDATE, item);
-    const int result = t_Excute(COMMAND_UPDATE);
-    if (result != SQLITE_DONE) {
-        REMINDER_ERR("Update operation failed! Result code : [%d]", result);
-        return false;
-    }
-    REMINDER_LOG("Update operation success!");
-    return true;
+    return t_RunWrite(COMMAND_UPDATE, &item, "Update");
 }
 
 bool CDBControl::t_Delete(const CDBCriteria& /*criteria*/) {
     REMINDER_ENTRY();
-    if (!t_InitializeStmt(COMMAND_DELETE)) return false;
-    const CScopeExit finalize([this] { t_FinalizeStmt(COMMAND_DELETE); });
-    const int result = t_Excute(COMMAND_DELETE);
-    if (result != SQLITE_DONE) {
-        REMINDER_ERR("Delete operation failed! Result code : [%d]", result);
-        return false;
-    }
-    REMINDER_LOG("Delete operation success!");
-    return true;
+    return t_RunWrite(COMMAND_DELETE, nullptr, "Delete");
 }
 
 bool CDBControl::t_Select(const CDBCriteria& /*criteria*/, std::vector<CRemindInfo>& out) {
