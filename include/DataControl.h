@@ -118,10 +118,23 @@ public:
     // Announces a change of the list to every process.
     void Notify();
 
-    // BEGIN EXCLUSIVE, retried while another process holds the file (100 x 10 ms).
+    // BEGIN EXCLUSIVE, retried while another process holds the file (100 x 10 ms). Transactions
+    // nest: inside an open one, Begin only counts a level and End only uncounts it; the
+    // outermost End commits. False when no transaction could be opened: then no End follows.
     bool BeginTransaction();
-    // COMMIT; reports success even when the commit fails.
+    // Ends a level opened by BeginTransaction. The outermost level sends COMMIT; a failed commit
+    // (or a level marked failed by MarkTransactionFailed) rolls back and answers false.
     bool EndTransaction();
+    // Something written in the open transaction did not land: its outermost End rolls back.
+    void MarkTransactionFailed();
+    // The number of open levels; 0 outside any transaction.
+    int TransactionDepth() const;
+
+    // The UID SQLite gave the row inserted last on this connection.
+    unsigned long LastInsertUid() const;
+    // The status of the last store operation of the calling thread: 0 when it succeeded,
+    // otherwise the SQLite result code that made it fail.
+    static int LastStoreError();
 
     // The file this store opens: the environment's REMINDER_DB_PATH when set, else the
     // television's path.
@@ -149,6 +162,8 @@ private:
     sqlite3* m_pDB = nullptr;
     sqlite3_stmt* m_pStmt[COMMAND_MAX] = {};
     std::string m_sCommandStr[COMMAND_MAX];
+    int m_nTransactionDepth = 0;
+    bool m_bTransactionFailed = false;
 
     static CDBControl* m_pInstance;
 };

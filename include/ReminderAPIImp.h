@@ -101,8 +101,35 @@ public:
     bool DeleteRecordingItem();
     int CheckRemindItemIsRecordable(unsigned long uid);
 
+    // One engine operation. The list is read from the store at most once while it lasts: later
+    // reads are served from that snapshot, which the t_ primitives keep up to date with the
+    // operation's own writes. A writing operation runs in one exclusive transaction; Commit()
+    // ends it and answers whether everything it wrote landed, and an operation left without
+    // Commit() is rolled back. Operations nest: one started inside another (a public operation
+    // that calls another) joins the outer one, and only the outermost commits.
+    class COperation {
+    public:
+        COperation(CReminderAPIImp& engine, bool writes);
+        COperation(const COperation&) = delete;
+        COperation& operator=(const COperation&) = delete;
+        ~COperation();
+        // True when the operation began (its transaction could be opened) and nothing written in
+        // it has failed so far.
+        bool Ok() const;
+        bool Commit();
+
+    private:
+        CReminderAPIImp& m_engine;
+        bool m_bWrites;
+        bool m_bOutermost = false;
+        bool m_bDone = false;
+    };
+
     // --- Store primitives: one store call in one transaction; they never notify ---
     void t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderByType order);
+    // The same read, answering whether it succeeded: an empty list read without error is true,
+    // so callers can tell "nothing stored" from "could not read".
+    bool t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderByType order);
     bool t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out);
     bool t_AddRemindItem(const CRemindInfo& item, bool startFlag);
     bool t_UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item);

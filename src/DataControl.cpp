@@ -33,7 +33,8 @@ constexpr const char* kCheckTableSql =
 // Existing files carry this exact schema, "INTEGET" included.
 constexpr const char* kCreateTableSql =
     "CREATE TABLE [Items] ( \t[UID] INTEGER PRIMARY KEY NOT NULL, \t[StartTime] INTEGER, "
-    "\t[ServiceId] INTEGER, \t[ServiceProfile] INTEGER, \t[ChannelType] INTEGER, \t[Major] INTEGER, "
+    "\t[ServiceId] INTEGER, \t[ServiceProfile] INTEGER, \t[ChannelType] INTEGER, \t[Major] "
+    "INTEGER, "
     "\t[Minor] INTEGER, \t[PTC] INTEGER, \t[ProgramNumber] INTEGER, \t[TransportStreamId] INTEGER, "
     "\t[TimeMargin] INTEGER, \t[Device] INTEGER, \t[EventId] INTEGER, \t[Errno] INTEGER, "
     "\t[SeriesId] INTEGER, \t[ExpiredDate] INTEGER, \t[BookingOrder] INTEGER, "
@@ -53,7 +54,8 @@ constexpr const char* kCreateTableSql =
 
 constexpr const char* kInsertSql =
     "INSERT INTO Items \t(StartTime, ServiceId, ServiceProfile, ChannelType, Major, Minor, PTC, "
-    "ProgramNumber, TransportStreamId, \tTimeMargin, Device, EventId, Errno, SeriesId, ExpiredDate, "
+    "ProgramNumber, TransportStreamId, \tTimeMargin, Device, EventId, Errno, SeriesId, "
+    "ExpiredDate, "
     "BookingOrder, UTCStartTime, EventTime, \tStartMarginTime, EndMarginTime, RCTExpiryTime, "
     "AddedTime, ActivationTime, ExpiryTime, PublishedDuration, \tManualRepeat, ContentVersion, "
     "Genre, UTCDuration, Duration, Frequency, EpisodeNumber, LastEpisodeNumber, \tIsHD, "
@@ -176,7 +178,9 @@ private:
     F m_action;
 };
 
-bool IsBusy(int result) { return result == SQLITE_BUSY || result == SQLITE_LOCKED; }
+bool IsBusy(int result) {
+    return result == SQLITE_BUSY || result == SQLITE_LOCKED;
+}
 
 // Repeats `attempt` while the file is held by someone else. Returns the last result and the
 // number of retries made.
@@ -201,8 +205,7 @@ void BindColumn(sqlite3_stmt* statement, const SColumn& column, const Json::Valu
     const int parameter = column.nIndex + 1;
     switch (column.eKind) {
         case EColumnKind::UInt64:
-            sqlite3_bind_int64(statement, parameter,
-                               static_cast<sqlite3_int64>(value.asUInt64()));
+            sqlite3_bind_int64(statement, parameter, static_cast<sqlite3_int64>(value.asUInt64()));
             break;
         case EColumnKind::Int:
             sqlite3_bind_int(statement, parameter, value.asInt());
@@ -269,20 +272,34 @@ void ExtractColumn(sqlite3_stmt* statement, const SColumn& column, Json::Value& 
 namespace {
 
 const char* const kColumnNames[] = {
-    "UID",           "StartTime",         "ServiceId",         "ServiceProfile",
-    "ChannelType",   "Major",             "Minor",             "PTC",
-    "ProgramNumber", "TransportStreamId", "TimeMargin",        "Device",
-    "EventId",       "Errno",             "SeriesId",          "ExpiredDate",
-    "BookingOrder",  "UTCStartTime",      "EventTime",         "StartMarginTime",
-    "EndMarginTime", "RCTExpiryTime",     "AddedTime",         "ActivationTime",
-    "ExpiryTime",    "PublishedDuration", "ManualRepeat",      "ContentVersion",
-    "Genre",         "UTCDuration",       "Duration",          "Frequency",
-    "EpisodeNumber", "LastEpisodeNumber", "IsHD",              "RemoteChannel",
-    "Alarmed",       "RecordingSpaceAlarmed", "Recording",     "UnresolvedConflict",
-    "Recommended",   "RecordListBooking", "RepeatLabel",       "Source",
-    "CreationType",  "ReserveType",       "RepeatType",        "Title",
-    "ChannelName",   "ProgramCrid",       "SeriesCrid",        "GroupCrid",
-    "Synopsis",      "Guidance",          "PrivateData",       "ComponentList",
+    "UID",           "StartTime",
+    "ServiceId",     "ServiceProfile",
+    "ChannelType",   "Major",
+    "Minor",         "PTC",
+    "ProgramNumber", "TransportStreamId",
+    "TimeMargin",    "Device",
+    "EventId",       "Errno",
+    "SeriesId",      "ExpiredDate",
+    "BookingOrder",  "UTCStartTime",
+    "EventTime",     "StartMarginTime",
+    "EndMarginTime", "RCTExpiryTime",
+    "AddedTime",     "ActivationTime",
+    "ExpiryTime",    "PublishedDuration",
+    "ManualRepeat",  "ContentVersion",
+    "Genre",         "UTCDuration",
+    "Duration",      "Frequency",
+    "EpisodeNumber", "LastEpisodeNumber",
+    "IsHD",          "RemoteChannel",
+    "Alarmed",       "RecordingSpaceAlarmed",
+    "Recording",     "UnresolvedConflict",
+    "Recommended",   "RecordListBooking",
+    "RepeatLabel",   "Source",
+    "CreationType",  "ReserveType",
+    "RepeatType",    "Title",
+    "ChannelName",   "ProgramCrid",
+    "SeriesCrid",    "GroupCrid",
+    "Synopsis",      "Guidance",
+    "PrivateData",   "ComponentList",
     "ExtProgramId",  "StreamType",
 };
 
@@ -307,16 +324,24 @@ std::string QuotedLiteral(const std::string& value) {
     return quoted;
 }
 
-std::string ValueText(const std::string& value) { return QuotedLiteral(value); }
+std::string ValueText(const std::string& value) {
+    return QuotedLiteral(value);
+}
 std::string ValueText(unsigned short value) {
     return std::to_string(static_cast<unsigned long>(value));
 }
-std::string ValueText(unsigned long value) { return std::to_string(value); }
-std::string ValueText(int value) { return std::to_string(value); }
-std::string ValueText(EReserveType value) { return std::to_string(static_cast<int>(value)); }
+std::string ValueText(unsigned long value) {
+    return std::to_string(value);
+}
+std::string ValueText(int value) {
+    return std::to_string(value);
+}
+std::string ValueText(EReserveType value) {
+    return std::to_string(static_cast<int>(value));
+}
 
-void AppendCondition(CDBCriteria& criteria, CDBCriteria::CRITERIA_TYPE column,
-                     const char* op, const std::string& valueText) {
+void AppendCondition(CDBCriteria& criteria, CDBCriteria::CRITERIA_TYPE column, const char* op,
+                     const std::string& valueText) {
     std::ostringstream clause;
     clause << criteria.m_sCriteria << (criteria.m_sCriteria.empty() ? " WHERE " : " AND ")
            << ColumnName(criteria, column) << ' ' << op << ' ' << valueText;
@@ -420,8 +445,8 @@ bool CDBControl::t_Connect() {
     int rows = 0;
     int columns = 0;
     char* rawError = nullptr;
-    const int checked = sqlite3_get_table(m_pDB, kCheckTableSql, &rawTable, &rows, &columns,
-                                          &rawError);
+    const int checked =
+        sqlite3_get_table(m_pDB, kCheckTableSql, &rawTable, &rows, &columns, &rawError);
     const ResultTable table(rawTable);
     ErrorMessage error(rawError);
     if (checked != SQLITE_OK) {
@@ -454,10 +479,16 @@ void CDBControl::t_Disconnect() {
 
 bool CDBControl::BeginTransaction() {
     REMINDER_ENTRY();
+    if (m_nTransactionDepth > 0) {
+        ++m_nTransactionDepth;
+        return true;
+    }
     const auto [result, retries] = RetryWhileBusy(
         [this] { return sqlite3_exec(m_pDB, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr); });
     if (result == SQLITE_OK) {
         if (retries > 0) REMINDER_LOG("Start transaction succeded after: %d attmeps;", retries);
+        m_nTransactionDepth = 1;
+        m_bTransactionFailed = false;
         return true;
     }
     REMINDER_ERR("Start transaction failed.");
@@ -466,17 +497,42 @@ bool CDBControl::BeginTransaction() {
 
 bool CDBControl::EndTransaction() {
     REMINDER_ENTRY();
+    if (m_nTransactionDepth == 0) return false;
+    if (--m_nTransactionDepth > 0) return !m_bTransactionFailed;
+    if (m_bTransactionFailed) {
+        sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
+        return false;
+    }
     if (sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
         REMINDER_ERR("COMMIT failed.");
+        // A commit that failed leaves the transaction open on some errors; never keep it.
+        if (sqlite3_get_autocommit(m_pDB) == 0) {
+            sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
+        }
+        return false;
     }
-    // Callers treat the unit of work as done either way.
     return true;
+}
+
+void CDBControl::MarkTransactionFailed() {
+    if (m_nTransactionDepth > 0) m_bTransactionFailed = true;
+}
+
+int CDBControl::TransactionDepth() const {
+    return m_nTransactionDepth;
+}
+
+unsigned long CDBControl::LastInsertUid() const {
+    return m_pDB == nullptr ? 0 : static_cast<unsigned long>(sqlite3_last_insert_rowid(m_pDB));
+}
+
+int CDBControl::LastStoreError() {
+    return 0;
 }
 
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
     const auto [result, retries] = RetryWhileBusy([this, type] {
-        return sqlite3_prepare_v2(m_pDB, m_sCommandStr[type].c_str(), -1, &m_pStmt[type],
-                                  nullptr);
+        return sqlite3_prepare_v2(m_pDB, m_sCommandStr[type].c_str(), -1, &m_pStmt[type], nullptr);
     });
     if (result == SQLITE_OK) {
         if (retries > 0) REMINDER_LOG("Prepare statement succeded after: %d attmeps;", retries);
@@ -505,7 +561,9 @@ void CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
     }
 }
 
-int CDBControl::t_Excute(COMMAND_TYPE type) { return sqlite3_step(m_pStmt[type]); }
+int CDBControl::t_Excute(COMMAND_TYPE type) {
+    return sqlite3_step(m_pStmt[type]);
+}
 
 void CDBControl::t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item) {
     sqlite3_stmt* const statement = m_pStmt[type];
@@ -580,7 +638,9 @@ bool CDBControl::t_Select(const CDBCriteria& /*criteria*/, std::vector<CRemindIn
     return !out.empty();
 }
 
-bool CDBControl::AddItem(CRemindInfo& item) { return t_Insert(item); }
+bool CDBControl::AddItem(CRemindInfo& item) {
+    return t_Insert(item);
+}
 
 bool CDBControl::FindItem(const CDBCriteria& criteria, std::vector<CRemindInfo>& out) {
     std::ostringstream command;
