@@ -46,6 +46,12 @@ public:
     static CReminderAPI* GetInstance();
     virtual ~CReminderAPI();
 
+    // The status of the last store operation made by the calling thread: 0 when it succeeded,
+    // otherwise the SQLite result code that made it fail. The answers of the operations below
+    // stay as they are (an empty list, false, 0); this tells "nothing there" from "could not
+    // read or write".
+    static int LastStoreError();
+
     bool RegisterEventCB(void (*func)(void*, TReminderEvent*), void* data);
     void UnRegisterEventCB();
     bool AddRemindItem(CRemindInfo& item, bool startFlag, bool notify);

@@ -2,6 +2,8 @@
 // static mutex and forwards to the engine operation of the same name.
 #include "ReminderAPI.h"
 
+#include "DataControl.h"
+
 #include "ReminderLog.h"
 
 CReminderAPI* CReminderAPI::m_pInstance = nullptr;
@@ -253,6 +255,10 @@ int CReminderAPI::CheckRemindItemIsRecordable(unsigned long uid) {
 bool CReminderAPI::FlagExistRecordItem() {
     CReminderLock lock(m_mutex);
     return m_pAPIImp->FlagExistRecordItem();
+}
+
+int CReminderAPI::LastStoreError() {
+    return CDBControl::LastStoreError();
 }
 
 bool CReminderAPI::FlagReminderListIsFull() {
