@@ -449,7 +449,12 @@ void RunList(const std::string& kind, const std::string& order, bool json) {
         return;
     }
     PrintBookingHeader();
-    for (const CRemindInfo& item : items) PrintBookingRow(item);
+    for (const CRemindInfo& item : items) {
+        PrintBookingRow(item);
+        if (item.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED) {
+            std::printf("       failed: %s\n", FailureReason(item).c_str());
+        }
+    }
     std::printf(
         "%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
         items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
@@ -602,6 +607,8 @@ int main(int argc, char** argv) {
     remove->callback([&] { RunDelete(deleteUid); });
 
     AddWatchCommand(app);
+    AddExpireCommand(app);
+    AddRecorderCommand(app);
 
     try {
         app.parse(argc, argv);
