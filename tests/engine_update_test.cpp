@@ -1,5 +1,6 @@
-// Deletions by list, by key and of everything, and the two housekeeping passes: past bookings
-// move on or fail, expired ones go.
+// Deletions by list, by key and of everything; the two housekeeping passes (past bookings move on
+// or fail, expired ones go); and the recorder's side of a recording: ready, recording, then
+// failed, delayed or done, where every refusal leaves the row as it was.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -38,7 +39,7 @@ CRemindInfo Booking(EReserveType type, uint16_t eventId, uint32_t start) {
     return item;
 }
 
-class EngineExpiryTest : public ::testing::Test {
+class EngineUpdateTest : public ::testing::Test {
 protected:
     void SetUp() override {
         testsupport::LoadSampleTelevision();
@@ -55,6 +56,12 @@ protected:
         return list;
     }
 
+    CRemindInfo Row(unsigned long uid) {
+        CRemindInfo item;
+        EXPECT_TRUE(engine.GetRemindItemByUid(uid, item));
+        return item;
+    }
+
     std::vector<int> StoredEvents() {
         std::vector<int> events;
         for (const CRemindInfo& e : Stored()) events.push_back(e.m_nEventId);
@@ -66,7 +73,7 @@ protected:
     CReminderAPIImp engine;
 };
 
-TEST_F(EngineExpiryTest, RepeatingBookingsMoveToTheirNextDayOverAWeekend) {
+TEST_F(EngineUpdateTest, RepeatingBookingsMoveToTheirNextDayOverAWeekend) {
     struct Case {
         EReminderRepeatType repeat;
         unsigned char days;  // bit 0 Sunday
@@ -96,7 +103,7 @@ TEST_F(EngineExpiryTest, RepeatingBookingsMoveToTheirNextDayOverAWeekend) {
     }
 }
 
-TEST_F(EngineExpiryTest, MissedRecordingFailsWithItsReasonAndTheCapTakesTheEarliestFailed) {
+TEST_F(EngineUpdateTest, MissedRecordingFailsWithItsReasonAndTheCapTakesTheEarliestFailed) {
     tvsim::SetCurrentTime(Nov(27, 12));
     for (uint16_t i = 0; i < 20; ++i) {
         Store(Booking(REMINDER_RESERVE_RECORDING_FAILED, static_cast<uint16_t>(100 + i),
@@ -125,7 +132,7 @@ TEST_F(EngineExpiryTest, MissedRecordingFailsWithItsReasonAndTheCapTakesTheEarli
     EXPECT_EQ(StoredEvents().size(), 22u);  // the viewing went
 }
 
-TEST_F(EngineExpiryTest, PassWhoseWriteDoesNotLandChangesAndAnnouncesNothing) {
+TEST_F(EngineUpdateTest, PassWhoseWriteDoesNotLandChangesAndAnnouncesNothing) {
     tvsim::SetCurrentTime(Nov(27, 12));
     Store(Booking(REMINDER_RESERVE_VIEWING, 2, Nov(27, 9)));
     Store(Booking(REMINDER_RESERVE_RECORDING_MONITORED, 1, Nov(27, 10)));
@@ -146,7 +153,7 @@ TEST_F(EngineExpiryTest, PassWhoseWriteDoesNotLandChangesAndAnnouncesNothing) {
     EXPECT_EQ(Notifications(), 0u);
 }
 
-TEST_F(EngineExpiryTest, InCountrySevenARecordingThatMayStillRunIsLeftAlone) {
+TEST_F(EngineUpdateTest, InCountrySevenARecordingThatMayStillRunIsLeftAlone) {
     const uint32_t start = Nov(27, 20);
     const uint32_t paddedEnd = start + 3600;
     struct Case {
@@ -166,7 +173,7 @@ TEST_F(EngineExpiryTest, InCountrySevenARecordingThatMayStillRunIsLeftAlone) {
     }
 }
 
-TEST_F(EngineExpiryTest, EachExpiryRuleAtItsBoundary) {
+TEST_F(EngineUpdateTest, EachExpiryRuleAtItsBoundary) {
     const uint32_t start = Nov(27, 20);
     const uint32_t rct = Nov(28, 6);
     constexpr uint32_t k91Days = 7862400;
@@ -222,7 +229,7 @@ TEST_F(EngineExpiryTest, EachExpiryRuleAtItsBoundary) {
     }
 }
 
-TEST_F(EngineExpiryTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
+TEST_F(EngineUpdateTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
     tvsim::SetCurrentTime(Nov(27, 12));
     CRemindInfo item = Booking(REMINDER_RESERVE_RECORDING_CRID, 1, Nov(27, 20));
     item.m_nRCTExpiryTime = Nov(27, 21);
@@ -247,7 +254,7 @@ TEST_F(EngineExpiryTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
     EXPECT_EQ(after[0].m_nEventTime, Nov(28, 20));
 }
 
-TEST_F(EngineExpiryTest, DeletingOneEpisodeDeletesItsSeries) {
+TEST_F(EngineUpdateTest, DeletingOneEpisodeDeletesItsSeries) {
     tvsim::SetCurrentTime(Nov(27, 12));
     auto ofSeries = [](EReserveType type, uint16_t eventId, const char* crid) {
         CRemindInfo item = Booking(type, eventId, Nov(27, 14) + 3600u * eventId);
@@ -273,7 +280,7 @@ TEST_F(EngineExpiryTest, DeletingOneEpisodeDeletesItsSeries) {
     EXPECT_FALSE(engine.DeleteRemindItems(none));
 }
 
-TEST_F(EngineExpiryTest, DeleteAllKeepsBookingsOnARemoteChannel) {
+TEST_F(EngineUpdateTest, DeleteAllKeepsBookingsOnARemoteChannel) {
     EXPECT_FALSE(engine.DeleteAllRemindItem());
     for (uint16_t i = 1; i <= 3; ++i) {
         CRemindInfo item = Booking(REMINDER_RESERVE_VIEWING, i, Nov(27, 20) + 3600u * i);
@@ -284,7 +291,7 @@ TEST_F(EngineExpiryTest, DeleteAllKeepsBookingsOnARemoteChannel) {
     EXPECT_EQ(StoredEvents(), (std::vector<int>{2}));
 }
 
-TEST_F(EngineExpiryTest, DeleteMatchingByEachKey) {
+TEST_F(EngineUpdateTest, DeleteMatchingByEachKey) {
     const unsigned long long service = 2001;
     const unsigned short channel[2] = {7, 0};
     const int recordingType = REMINDER_RESERVE_RECORDING_MONITORED;
@@ -344,6 +351,76 @@ TEST_F(EngineExpiryTest, DeleteMatchingByEachKey) {
     }
     EXPECT_FALSE(engine.DeleteMatchingRemindItems(REM_DELETE_BY_SERVICE_ID, nullptr,
                                                   REMINDER_CHANNEL_TYPE_ALL, true));
+}
+
+TEST_F(EngineUpdateTest, RecordingIsReadyThenRecordingThenFailedOrDelayed) {
+    Store(Booking(REMINDER_RESERVE_RECORDING_READY, 2, Nov(27, 21)));
+    Store(Booking(REMINDER_RESERVE_RECORDING_READY, 1, Nov(27, 20)));
+    CRemindInfo taken;
+    ASSERT_TRUE(engine.GetRecordReadyRemindItem(taken));
+    EXPECT_EQ(taken.m_nEventId, 1) << "the earliest ready one first";
+    EXPECT_EQ(Row(taken.m_nUid).m_nReserveType, REMINDER_RESERVE_RECORDING_IN_PROGRESS);
+    taken.m_bRecording = true;
+    taken.m_bAlarmed = true;
+    ASSERT_TRUE(engine.UpdateRemindItemByUid(taken.m_nUid, taken, false, false, false));
+    std::vector<CRemindInfo> current;
+    ASSERT_TRUE(engine.GetCurrentRecordingItems(current));
+    EXPECT_EQ(current.at(0).m_nEventId, 1);
+
+    tvsim::ClearLogs();
+    ASSERT_TRUE(engine.TransRecording2Fail(taken.m_nUid, 7));
+    EXPECT_EQ(Notifications(), 1u);
+    CRemindInfo row = Row(taken.m_nUid);
+    EXPECT_EQ(row.m_nReserveType, REMINDER_RESERVE_RECORDING_FAILED);
+    EXPECT_EQ(row.m_nErrno, 7);
+    EXPECT_FALSE(row.m_bRecording || row.m_bAlarmed);
+    EXPECT_FALSE(engine.GetCurrentRecordingItems(current));
+
+    ASSERT_TRUE(engine.GetRecordReadyRemindItem(taken));
+    ASSERT_TRUE(engine.RecordingIsDelayed(taken.m_nUid));
+    row = Row(taken.m_nUid);
+    EXPECT_EQ(row.m_nReserveType, REMINDER_RESERVE_RECORDING_MONITORED);
+    EXPECT_TRUE(row.m_bUnresolvedConflict);
+    EXPECT_FALSE(row.m_bRecording || row.m_bAlarmed);
+    EXPECT_FALSE(engine.GetRecordReadyRemindItem(taken));
+}
+
+TEST_F(EngineUpdateTest, LifeCycleRefusalsLeaveTheRowAsItWas) {
+    for (const EReserveType type :
+         {REMINDER_RESERVE_VIEWING, REMINDER_RESERVE_RECORDING_MONITORED,
+          REMINDER_RESERVE_RECORDING_READY, REMINDER_RESERVE_RECORDING_FAILED}) {
+        testsupport::ClearStore();
+        CRemindInfo item = Booking(type, 1, Nov(27, 20));
+        item.m_bRecording = true;  // the flag alone does not make a running recording
+        Store(item);
+        const CRemindInfo before = Stored().at(0);
+        tvsim::ClearLogs();
+        EXPECT_FALSE(engine.TransRecording2Fail(before.m_nUid, 5)) << type;
+        EXPECT_FALSE(engine.RecordingIsDelayed(before.m_nUid)) << type;
+        EXPECT_FALSE(engine.DeleteRecordingItem()) << type;
+        EXPECT_EQ(Row(before.m_nUid).Serialize(), before.Serialize()) << type;
+        EXPECT_EQ(Notifications(), 0u) << type;
+    }
+    EXPECT_FALSE(engine.TransRecording2Fail(REMINDER_INVALID_UID, 5));
+    EXPECT_FALSE(engine.RecordingIsDelayed(REMINDER_INVALID_UID));
+}
+
+TEST_F(EngineUpdateTest, FinishedRecordingOfASplitEventTakesAllItsParts) {
+    for (uint16_t part = 1; part <= 3; ++part) {
+        CRemindInfo item =
+            Booking(REMINDER_RESERVE_RECORDING_MONITORED, part, Nov(27, 20) + 3600u * part);
+        item.m_sProgramCrid = "crid://t/Film#1";
+        if (part == 2) {
+            item.m_nReserveType = REMINDER_RESERVE_RECORDING_IN_PROGRESS;
+            item.m_bRecording = true;
+        }
+        Store(item);
+    }
+    Store(Booking(REMINDER_RESERVE_VIEWING, 4, Nov(27, 20)));
+    tvsim::ClearLogs();
+    ASSERT_TRUE(engine.DeleteRecordingItem());
+    EXPECT_EQ(StoredEvents(), (std::vector<int>{4}));
+    EXPECT_EQ(Notifications(), 1u);
 }
 
 }  // namespace
