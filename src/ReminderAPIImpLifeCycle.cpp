@@ -67,6 +67,7 @@ bool CReminderAPIImp::TransRecording2Fail(unsigned long uid, int error) {
 
 bool CReminderAPIImp::RecordingIsDelayed(unsigned long uid) {
     REMINDER_ENTRY();
+    if (IsInvalidUid(uid)) return false;
     COperation op(*this, /*writes=*/true);
     CRemindInfo item;
     if (!GetRemindItemByUid(uid, item) ||

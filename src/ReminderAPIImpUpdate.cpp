@@ -209,6 +209,8 @@ bool DeleteWithChain(CReminderAPIImp& engine, unsigned long uid) {
 
 bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item,
                                             bool clearAlarm, bool startFlag, bool notify) {
+    // The invalid UID is refused, with its log lines, before the store is touched.
+    if (IsInvalidUid(uid)) return StoreUpdate(*this, uid, item, clearAlarm, startFlag);
     COperation op(*this, /*writes=*/true);
     if (!StoreUpdate(*this, uid, item, clearAlarm, startFlag)) return false;
     if (!op.Commit()) return false;
@@ -217,6 +219,7 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
 }
 
 bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool /*byUser*/) {
+    if (IsInvalidUid(uid)) return DeleteWithChain(*this, uid);  // refused before the store
     COperation op(*this, /*writes=*/true);
     if (!DeleteWithChain(*this, uid)) return false;
     if (!op.Commit()) return false;
@@ -234,6 +237,7 @@ bool CReminderAPIImp::DeleteRemindItemAloneByUid(unsigned long uid) {
 }
 
 bool CReminderAPIImp::UserDeleteRemindItemByUid(unsigned long uid) {
+    if (IsInvalidUid(uid)) return false;
     COperation op(*this, /*writes=*/true);
     CRemindInfo item;
     if (!GetRemindItemByUid(uid, item)) return false;
