@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the project, then books, replaces and refuses programmes on the sample television with
-# reminderctl, on a fresh database.
+# reminderctl, on a fresh database; then lets the evening pass: a recording runs and ends, a
+# daily reminder moves on, missed recordings fail.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 CTL="$BUILD_DIR/tools/reminderctl"
@@ -73,6 +74,26 @@ refused "One more is refused: the list is full" add --service 1005 --event 128 -
 
 step "The final list" list
 ctl list
+
+printf '\n==== Act two: the evening passes\n'
+# The television's clock is the sample's (19:00 on 23 November) until --now moves it.
+FILM_UID="$(ctl list | awk '/Cinéma de Minuit/ && /recording/ { print $1; exit }')"
+at() {
+    local when="$1" title="$2"
+    shift 2
+    step "$title" --now "$when" "$@"
+    ctl --now "$when" "$@"
+}
+
+at 2026-11-23T21:00 "21:00: the late film's time has come, it is ready to record" recorder ready "$FILM_UID"
+at 2026-11-23T21:00 "The recorder takes the next ready recording and starts it" recorder next
+at 2026-11-23T21:30 "What is being recorded" recorder current
+at 2026-11-23T23:10 "23:10: the film has ended, its booking goes" recorder done
+
+at 2026-11-23T23:15 "A daily reminder for the late news, in the place the film left" add --manual --channel 2 --start 2026-11-23T23:30 --duration 15 --repeat daily --as viewing
+
+at 2026-11-24T08:00 "Next morning the housekeeping passes run: the daily reminder moves on, the film on channel 2 that was never recorded fails, passed reminders go" expire
+at 2026-11-24T08:00 "The failed recordings, with their reasons" list --kind failed
 
 kill "$WATCH_PID" 2>/dev/null || true
 wait "$WATCH_PID" 2>/dev/null || true

@@ -174,4 +174,32 @@ TEST_F(ReminderctlTest, KindsStartsOverlapsAndCrids) {
     EXPECT_TRUE(Contains(Run("find --crid crid://nowhere").output, "Programme booked: no"));
 }
 
+TEST_F(ReminderctlTest, ExpireAndTheRecorderLifeCycle) {
+    // UID 1: the late film (21:00 to 23:00), UID 2: a daily reminder at 20:30.
+    ASSERT_EQ(Run("add --service 1001 --event 104 --as recording").status, 0);
+    ASSERT_EQ(Run("add --manual --channel 2 --start 2026-11-23T20:30 --duration 15 --repeat daily "
+                  "--as viewing")
+                  .status,
+              0);
+    SRun run = Run("recorder next");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(Contains(run.output, "No recording is ready.")) << run.output;
+    ASSERT_EQ(Run("recorder ready 1").status, 0);
+    run = Run("recorder next");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Recording: UID 1")) << run.output;
+    EXPECT_TRUE(Contains(Run("recorder current").output, "UID 1")) << run.output;
+    run = Run("recorder fail 1 --errno 42");
+    ASSERT_EQ(run.status, 0) << run.output;
+    run = Run("list --kind failed");
+    EXPECT_TRUE(Contains(run.output, "failed: error 42")) << run.output;
+    EXPECT_EQ(Run("recorder done").status, 1);
+
+    // Next morning the daily reminder has moved on.
+    run = Run("--now 2026-11-24T08:00 expire");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Moved     UID 2")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "to 2026-11-24 20:30")) << run.output;
+}
+
 }  // namespace

@@ -11,6 +11,12 @@
 
 // `watch [--count N] [--timeout S]`: prints each change event as it arrives.
 void AddWatchCommand(CLI::App& app);
+// `expire`: the two housekeeping passes at --now, printing what moved, failed or went.
+void AddExpireCommand(CLI::App& app);
+// `recorder ready|next|fail|delay|done|current`: a recording's life as the recorder drives it.
+void AddRecorderCommand(CLI::App& app);
+// "error N", followed by the user text of the failure where the library has one.
+std::string FailureReason(const CRemindInfo& item);
 
 // `overlaps BOOKING [--json]`: the stored bookings that overlap a booking not yet made.
 // `find --crid CRID`: whether the programme of a CRID is booked, and the bookings of the CRID.

@@ -461,7 +461,12 @@ void RunList(const std::string& kind, const std::string& order, const std::strin
         return;
     }
     PrintBookingHeader();
-    for (const CRemindInfo& item : items) PrintBookingRow(item);
+    for (const CRemindInfo& item : items) {
+        PrintBookingRow(item);
+        if (item.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED) {
+            std::printf("       failed: %s\n", FailureReason(item).c_str());
+        }
+    }
     std::printf(
         "%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
         items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
@@ -643,6 +648,8 @@ int main(int argc, char** argv) {
 
     AddWatchCommand(app);
     AddQueryCommands(app);
+    AddExpireCommand(app);
+    AddRecorderCommand(app);
 
     try {
         app.parse(argc, argv);

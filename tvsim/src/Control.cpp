@@ -85,6 +85,16 @@ void SetSystemSetting(int key, int value) {
     WithTv(nullptr, [&](Simulator& sim) { sim.tv.systemSettings[key] = value; });
 }
 
+void SetServiceRecording(unsigned long long serviceId, bool recording) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        if (recording) {
+            sim.tv.pvr.recordingServices.insert(serviceId);
+        } else {
+            sim.tv.pvr.recordingServices.erase(serviceId);
+        }
+    });
+}
+
 void SetAppRunning(const std::string& appId, bool running) {
     WithTv(nullptr, [&](Simulator& sim) {
         if (running) {

@@ -123,6 +123,8 @@ void SetVconfBool(const std::string& key, bool value);
 void SetAppRunning(const std::string& appId, bool running);
 void SetPowerState(int state);
 int PowerState();
+// Whether the PVR is recording the service now (svc_pvr_is_recording).
+void SetServiceRecording(unsigned long long serviceId, bool recording);
 
 // What the library asked of the television.
 std::vector<RemoteSend> RemoteSends();
