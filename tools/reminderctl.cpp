@@ -517,8 +517,7 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
     if (!now.empty()) tvsim::SetCurrentTime(ToUtc(ParseTimeOrFail(now, "--now")));
     // Like a guide application, follow programmes: recordings then become event recordings,
     // which is what books a split event part by part.
-    CReminderAPIUtil::CreateProgramSubscriber([](EProgramChangeType, TCProgramData*, void*) {},
-                                              nullptr);
+    CReminderAPIUtil::CreateProgramSubscriber(ForwardProgramChange, nullptr);
 }
 
 }  // namespace
@@ -602,6 +601,7 @@ int main(int argc, char** argv) {
     remove->callback([&] { RunDelete(deleteUid); });
 
     AddWatchCommand(app);
+    AddTuneCommands(app);
 
     try {
         app.parse(argc, argv);
