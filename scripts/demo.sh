@@ -101,3 +101,23 @@ WATCH_PID=""
 printf '\n== What the watching process heard: %s change events\n' "$(wc -l <"$DEMO_DIR/events")"
 sed -n 1,5p "$DEMO_DIR/events"
 [ "$(wc -l <"$DEMO_DIR/events")" -gt 5 ] && echo "..."
+
+# --- A reminder is accepted, and a booked programme moves ---
+# What the reminder pop-up does when the viewer accepts: the application that should show the
+# channel now is launched with it, depending on what is on screen.
+REMINDER_UID=$(ctl list | awk '$5 == "5.0" && $6 == "viewing" { print $1; exit }')
+step "The reminder fires and the viewer accepts it: nothing on screen, the set in picture-off" \
+    tune "$REMINDER_UID" --stop-type 209 --picture-off
+ctl tune "$REMINDER_UID" --stop-type 209 --picture-off
+step "Accepted while the guide is on screen" tune "$REMINDER_UID" --stop-type 209 --guide-shown
+ctl tune "$REMINDER_UID" --stop-type 209 --guide-shown
+step "Accepted while the recorder may take the channel change (stop type 0)" tune "$REMINDER_UID"
+ctl tune "$REMINDER_UID"
+
+# The broadcaster moves the late film a quarter of an hour later; a monitoring process follows
+# every booked recording and series and hears of it as it happens.
+MOVING_TV="$DEMO_DIR/tv-moving.json"
+sed '1s/^{/{"programme_changes": [{"after": 500, "type": 1, "service_id": 1001, "event_id": 104, "start": 1795464900}],/' \
+    "$PROFILE" >"$MOVING_TV"
+step "A monitoring process; the late film moves from 21:00 to 21:15" monitor --count 1
+"$CTL" --db "$DEMO_DIR/ReminderFile_v1.db" --tv "$MOVING_TV" monitor --count 1 --timeout 30

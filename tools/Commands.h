@@ -9,6 +9,8 @@
 
 #include "RemindInfo.h"
 
+#include "TVServiceAPI.h"
+
 // `watch [--count N] [--timeout S]`: prints each change event as it arrives.
 void AddWatchCommand(CLI::App& app);
 // `expire`: the two housekeeping passes at --now, printing what moved, failed or went.
@@ -55,5 +57,12 @@ void AddBookingOptions(CLI::App* command, SBookingArgs& args);
 CRemindInfo BookingFromArgs(const SBookingArgs& args);
 // A table of bookings, or a JSON array of their records.
 void PrintBookings(const std::vector<CRemindInfo>& items, bool json);
+
+// `tune UID [state options]`: accepts a reminder and prints what was launched.
+// `monitor [--count N] [--timeout S]`: prints each change of a followed programme.
+void AddTuneCommands(CLI::App& app);
+// The programme subscriber's callback of every reminderctl process; `monitor` prints what it
+// forwards, other commands ignore it.
+void ForwardProgramChange(EProgramChangeType type, TCProgramData* program, void* data);
 
 #endif

@@ -534,8 +534,7 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
     if (!now.empty()) tvsim::SetCurrentTime(ToUtc(ParseTimeOrFail(now, "--now")));
     // Like a guide application, follow programmes: recordings then become event recordings,
     // which is what books a split event part by part.
-    CReminderAPIUtil::CreateProgramSubscriber([](EProgramChangeType, TCProgramData*, void*) {},
-                                              nullptr);
+    CReminderAPIUtil::CreateProgramSubscriber(ForwardProgramChange, nullptr);
 }
 
 }  // namespace
@@ -650,6 +649,7 @@ int main(int argc, char** argv) {
     AddQueryCommands(app);
     AddExpireCommand(app);
     AddRecorderCommand(app);
+    AddTuneCommands(app);
 
     try {
         app.parse(argc, argv);
