@@ -160,6 +160,12 @@ bool SetChannelScrambled(unsigned long long serviceId, bool scrambled) {
     return SetChannelAttribute(serviceId, SERVICE_ATTR_SCRAMBLED_IN_PMT, scrambled ? 1 : 0);
 }
 
+void OnNextCall(const std::string& name, std::function<void()> hook) {
+    Simulator& sim = TheSimulator();
+    std::lock_guard<std::mutex> lock(sim.mutex);
+    sim.handles.nextCallHooks[name] = std::move(hook);
+}
+
 bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgramData& out) {
     return WithTv(nullptr, [&](Simulator& sim) {
         const detail::GuideEntry* e = detail::FindEntry(sim.tv, serviceId, eventId);

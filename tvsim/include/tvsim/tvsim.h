@@ -4,6 +4,9 @@
 // The television is described by a JSON profile, read from the file named by TVSIM_PROFILE on
 // the first platform or control call (no TVSIM_PROFILE: an empty television), or given here.
 // Members (all optional; an absent one is absent on the television, so reading it fails):
+//   base                another profile this one starts from (a path relative to this file's
+//                       folder); the members named here replace the base's, except that
+//                       system_info, system_settings, vconf and pvr change key by key
 //   now                 UTC seconds of a clock that stays still; absent: the system clock
 //   utc_offset          seconds from UTC to local time (may be negative)
 //   country             system settings key 154
@@ -50,6 +53,7 @@
 #ifndef TVSIM_TVSIM_H
 #define TVSIM_TVSIM_H
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -142,6 +146,11 @@ void SetCridSupport(bool supported);
 // Attributes of the channel of `serviceId`; false when the television has no such channel.
 bool SetChannelType(unsigned long long serviceId, int channelType);
 bool SetChannelScrambled(unsigned long long serviceId, bool scrambled);
+
+// Runs `hook` once, on the calling thread, just before the next platform call `name` (a
+// function, factory or method name) is served: a test can act while the library is in the
+// middle of an operation, calling the library again from there.
+void OnNextCall(const std::string& name, std::function<void()> hook);
 
 // What the library asked of the television.
 std::vector<RemoteSend> RemoteSends();
