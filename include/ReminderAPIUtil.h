@@ -45,6 +45,26 @@ public:
     // 1: trim margins of back-to-back recordings on any channel, 2: on the same service only.
     static int GetBackToBackRecordingType();
 
+    // --- Duplicate detection ---
+    // Whether the stored item `list` and the candidate `cmp` occupy the same time, their repeat
+    // rules included. The two sides are not symmetric: the list item's time margin is taken off
+    // its start, the candidate uses the default recording margin instead, so callers pass the
+    // stored item first. False means the two may coexist.
+    static bool CheckDuplicateTimeAndRepeat(const CRemindInfo* list, const CRemindInfo* cmp);
+    // Whether [s1, e1) and [s2, e2) overlap; two ranges with the same start always do, even
+    // empty ones.
+    static bool m_CheckDupTime(unsigned long s1, unsigned long e1, unsigned long s2,
+                               unsigned long e2);
+    // Whether the repeat rules make the two ranges fall on a common day. A repeating item meets a
+    // one-off once its first occurrence starts no later than the one-off ends.
+    static bool m_IsRepeatDup(unsigned long listStart, unsigned long listEnd,
+                              EReminderRepeatType listRepeat, unsigned char listDays,
+                              unsigned long cmpStart, unsigned long cmpEnd,
+                              EReminderRepeatType cmpRepeat, unsigned char cmpDays);
+    // Sort predicates: guide start, then service id, then event id; and booking order.
+    static bool SortByStartTime(const TCProgramData* a, const TCProgramData* b);
+    static bool SortByBookingTime(const CRemindInfo* a, const CRemindInfo* b);
+
     // --- Device and application state ---
     static int GetCountry();
     static bool FlagAppRunning(const std::string& appId);
