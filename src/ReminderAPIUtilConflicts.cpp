@@ -13,7 +13,6 @@
 #include "system_info.h"
 #include "vconf.h"
 
-#define PENDING_DUP(a, b) ((void)(a), (void)(b), false)  // XXX until merge
 namespace {
 
 constexpr int kServiceProfile = 1;
@@ -195,7 +194,7 @@ bool CReminderAPIUtil::ExistConflictsWithExclusions(const CRemindInfo& item,
         const int kind = remaining[i].m_nReserveType;
         if (kind == REMINDER_RESERVE_RECORDING_FAILED || kind == REMINDER_RESERVE_SERIES) continue;
         for (size_t j = i + 1; j < remaining.size(); ++j) {
-            if (PENDING_DUP(&remaining[i], &remaining[j])) {
+            if (CheckDuplicateTimeAndRepeat(&remaining[i], &remaining[j])) {
                 REMINDER_ERR("Two tuner case, exist conflicts.");
                 return true;
             }
