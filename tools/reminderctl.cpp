@@ -254,8 +254,13 @@ std::string LoggedRefusal() {
     return "";
 }
 
+// `add --check [--json]`: report the booking's conflicts instead of storing it.
+bool g_addCheck = false;
+bool g_addJson = false;
+
 // Adds the booking and reports what changed in the list: the rows stored, the rows replaced.
 void Book(CRemindInfo& item) {
+    if (g_addCheck) return CheckBooking(item, g_addJson);
     CReminderAPI* api = CReminderAPI::GetInstance();
     const std::vector<CRemindInfo> before = AllBookings();
     const bool wasFull = api->FlagReminderListIsFull();
@@ -523,6 +528,10 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
 
 }  // namespace
 
+unsigned long ParseTelevisionTime(const std::string& text, const char* what) {
+    return ToLocal(ParseTimeOrFail(text, what));
+}
+
 int main(int argc, char** argv) {
     CLI::App app{"Books, lists and removes bookings on the simulated television."};
     app.require_subcommand(1);
@@ -559,6 +568,8 @@ int main(int argc, char** argv) {
     auto* durationOpt = add->add_option("--duration", manualOptions.duration, "Minutes");
     add->add_option("--repeat", manualOptions.repeat, "once, daily, mon-fri, weekend, days:MTWTFSS")
         ->capture_default_str();
+    auto* checkOpt = add->add_flag("--check", g_addCheck, "Report its conflicts; do not store it");
+    add->add_flag("--json", g_addJson, "With --check: as JSON")->needs(checkOpt);
     serviceOpt->needs(eventOpt)->excludes(manualOpt);
     eventOpt->needs(serviceOpt);
     channelOpt->needs(manualOpt);
@@ -602,6 +613,8 @@ int main(int argc, char** argv) {
     remove->callback([&] { RunDelete(deleteUid); });
 
     AddWatchCommand(app);
+    AddConflictsCommand(app);
+    AddTimelineCommand(app);
 
     try {
         app.parse(argc, argv);
