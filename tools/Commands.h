@@ -1,4 +1,5 @@
-// Sub-commands of reminderctl that live in their own sources.
+// Sub-commands of reminderctl that live in their own sources, and what reminderctl.cpp shares
+// with them.
 #ifndef REMINDERCTL_COMMANDS_H
 #define REMINDERCTL_COMMANDS_H
 
@@ -10,6 +11,44 @@
 
 // `watch [--count N] [--timeout S]`: prints each change event as it arrives.
 void AddWatchCommand(CLI::App& app);
+
+// `overlaps BOOKING [--json]`: the stored bookings that overlap a booking not yet made.
+// `find --crid CRID`: whether the programme of a CRID is booked, and the bookings of the CRID.
+void AddQueryCommands(CLI::App& app);
+
+// --- Shared by the commands that describe a booking (defined in reminderctl.cpp) ---
+
+struct SManualOptions {
+    std::string channel;
+    std::string start;
+    unsigned int duration = 0;
+    std::string repeat = "once";
+    std::string as = "recording";
+};
+
+// The booking arguments of `add`: a guide programme (--service, --event, --as) or a manual time
+// (--manual, --channel, --start, --duration, --repeat, --as).
+struct SBookingArgs {
+    std::string command;
+    unsigned long long serviceId = 0;
+    unsigned int eventId = 0;
+    std::string as;
+    bool manual = false;
+    SManualOptions manualOptions;
+    CLI::Option* serviceOpt = nullptr;
+    CLI::Option* eventOpt = nullptr;
+    CLI::Option* manualOpt = nullptr;
+    CLI::Option* channelOpt = nullptr;
+    CLI::Option* startOpt = nullptr;
+    CLI::Option* durationOpt = nullptr;
+};
+
+void AddBookingOptions(CLI::App* command, SBookingArgs& args);
+// The record the arguments describe, as `add` would book it; exits with a message when they do
+// not describe one.
+CRemindInfo BookingFromArgs(const SBookingArgs& args);
+// A table of bookings, or a JSON array of their records.
+void PrintBookings(const std::vector<CRemindInfo>& items, bool json);
 
 // `conflicts [--json]`: every scheduled booking that has a tuner conflict, with what.
 void AddConflictsCommand(CLI::App& app);
