@@ -386,7 +386,8 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
         << ".conflict .viewing-label{fill:#8e0000}\n"
         << ".conflict-mark{fill:#fff;stroke:#c62828;stroke-width:2.5}"
         << ".mark-text{fill:#c62828;font-weight:bold;font-size:13px}\n"
-        << ".clash-line{stroke:#c62828;stroke-width:1.5;stroke-dasharray:5 3;fill:none}\n"
+        << ".clash-line{stroke:#c62828;stroke-width:1.2;stroke-dasharray:5 "
+           "3;fill:none;opacity:.45}\n"
         << ".hour{stroke:#b0b8c0;stroke-width:1}.now{stroke:#e08e00;stroke-width:2.5}\n"
         << "</style>\n";
     svg << "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
@@ -414,8 +415,9 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
             << HourMinute(t) << "</text>\n";
     }
 
-    // Where each booking was drawn, for the clash lines.
+    // Where each booking was drawn, for the clash lines drawn beneath them.
     std::map<uint32_t, std::pair<double, double>> anchors;
+    std::ostringstream body;
     std::ostringstream marks;
     for (size_t l = 0; l < lanes.size(); ++l) {
         const double y = top + laneHeight * static_cast<double>(l);
@@ -425,8 +427,8 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
                                     BookingTitle(bar->item) + ", " + BookingKind(bar->item) + " " +
                                     HourMinute(bar->start) + "-" + HourMinute(bar->end) +
                                     (conflict ? "; clashes with " + Names(bar->conflicts) : "");
-            svg << "<g" << (conflict ? " class=\"conflict\"" : "") << "><title>" << Escape(tip)
-                << "</title>\n";
+            body << "<g" << (conflict ? " class=\"conflict\"" : "") << "><title>" << Escape(tip)
+                 << "</title>\n";
             double markX = 0;
             if (bar->recording) {
                 const double a = x(bar->paddedStart);
@@ -435,40 +437,40 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
                 const double z = x(bar->paddedEnd);
                 const double by = y + 10;
                 const double bh = laneHeight - 20;
-                svg << "<rect class=\"margin\" x=\"" << a << "\" y=\"" << by << "\" width=\""
-                    << std::max(0.0, z - a) << "\" height=\"" << bh << "\" rx=\"5\"/>\n";
-                svg << "<rect class=\"booking recording\" data-uid=\"" << bar->item.m_nUid
-                    << "\" x=\"" << b << "\" y=\"" << by << "\" width=\"" << std::max(2.0, e - b)
-                    << "\" height=\"" << bh << "\" rx=\"3\"/>\n";
-                svg << "<clipPath id=\"clip" << bar->item.m_nUid << "\"><rect x=\"" << b
-                    << "\" y=\"" << by << "\" width=\"" << std::max(0.0, e - b - 20)
-                    << "\" height=\"" << bh << "\"/></clipPath>\n";
-                svg << "<text class=\"label\" clip-path=\"url(#clip" << bar->item.m_nUid
-                    << ")\" x=\"" << b + 6 << "\" y=\"" << by + 17 << "\">"
-                    << Escape(BookingTitle(bar->item)) << "</text>\n";
-                svg << "<text class=\"label\" clip-path=\"url(#clip" << bar->item.m_nUid
-                    << ")\" x=\"" << b + 6 << "\" y=\"" << by + 34 << "\" opacity=\"0.85\">"
-                    << HourMinute(bar->start) << "-" << HourMinute(bar->end) << "  UID "
-                    << bar->item.m_nUid << "</text>\n";
+                body << "<rect class=\"margin\" x=\"" << a << "\" y=\"" << by << "\" width=\""
+                     << std::max(0.0, z - a) << "\" height=\"" << bh << "\" rx=\"5\"/>\n";
+                body << "<rect class=\"booking recording\" data-uid=\"" << bar->item.m_nUid
+                     << "\" x=\"" << b << "\" y=\"" << by << "\" width=\"" << std::max(2.0, e - b)
+                     << "\" height=\"" << bh << "\" rx=\"3\"/>\n";
+                body << "<clipPath id=\"clip" << bar->item.m_nUid << "\"><rect x=\"" << b
+                     << "\" y=\"" << by << "\" width=\"" << std::max(0.0, e - b - 20)
+                     << "\" height=\"" << bh << "\"/></clipPath>\n";
+                body << "<text class=\"label\" clip-path=\"url(#clip" << bar->item.m_nUid
+                     << ")\" x=\"" << b + 6 << "\" y=\"" << by + 17 << "\">"
+                     << Escape(BookingTitle(bar->item)) << "</text>\n";
+                body << "<text class=\"label\" clip-path=\"url(#clip" << bar->item.m_nUid
+                     << ")\" x=\"" << b + 6 << "\" y=\"" << by + 34 << "\" opacity=\"0.85\">"
+                     << HourMinute(bar->start) << "-" << HourMinute(bar->end) << "  UID "
+                     << bar->item.m_nUid << "</text>\n";
                 markX = std::max(b + 10, e - 10);
                 anchors[bar->item.m_nUid] = {(b + e) / 2, by + bh / 2};
             } else {
                 const double s = x(bar->start);
                 const double e = std::max(x(bar->end), s + 4);
                 const double cy = y + laneHeight / 2;
-                svg << "<rect class=\"programme\" x=\"" << s << "\" y=\"" << cy - 4 << "\" width=\""
-                    << e - s << "\" height=\"8\" rx=\"4\"/>\n";
-                svg << "<path class=\"booking viewing\" data-uid=\"" << bar->item.m_nUid
-                    << "\" d=\"M" << s << " " << cy - 12 << " l12 12 l-12 12 l-12 -12 z\"/>\n";
-                svg << "<text class=\"viewing-label\" x=\"" << s + 16 << "\" y=\"" << cy - 9
-                    << "\">" << Escape(BookingTitle(bar->item)) << " (UID " << bar->item.m_nUid
-                    << ")</text>\n";
-                markX = s + 22;
+                body << "<rect class=\"programme\" x=\"" << s << "\" y=\"" << cy - 4
+                     << "\" width=\"" << e - s << "\" height=\"8\" rx=\"4\"/>\n";
+                body << "<path class=\"booking viewing\" data-uid=\"" << bar->item.m_nUid
+                     << "\" d=\"M" << s << " " << cy - 12 << " l12 12 l-12 12 l-12 -12 z\"/>\n";
+                body << "<text class=\"viewing-label\" x=\"" << s + 16 << "\" y=\"" << cy - 9
+                     << "\">" << Escape(BookingTitle(bar->item)) << " (UID " << bar->item.m_nUid
+                     << ")</text>\n";
+                markX = s - 22;
                 anchors[bar->item.m_nUid] = {s, cy};
             }
-            svg << "</g>\n";
+            body << "</g>\n";
             if (conflict) {
-                const double my = y + 10;
+                const double my = bar->recording ? y + 10 : y + laneHeight / 2;
                 marks << "<g><title>" << Escape(tip) << "</title><circle class=\"conflict-mark\""
                       << " data-uid=\"" << bar->item.m_nUid << "\" cx=\"" << markX << "\" cy=\""
                       << my << "\" r=\"9\"/><text class=\"mark-text\" x=\"" << markX << "\" y=\""
@@ -490,6 +492,7 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
                 << " " << to->second.second << "\"/>\n";
         }
     }
+    svg << body.str();
     svg << marks.str();
     if (w.now >= w.from && w.now < w.to) {
         const double nx = x(w.now);
@@ -501,10 +504,10 @@ void WriteSvg(const SWindow& w, const std::vector<SBar>& bars, const std::string
 
     // Legend and the conflicts in words.
     const double ly = chartBottom + 34;
-    svg << "<rect class=\"booking recording\" x=\"" << left << "\" y=\"" << ly - 11
+    svg << "<rect fill=\"#2f6fb0\" x=\"" << left << "\" y=\"" << ly - 11
         << "\" width=\"26\" height=\"14\"/><text x=\"" << left + 32 << "\" y=\"" << ly
         << "\">recording</text>\n"
-        << "<rect class=\"margin\" x=\"" << left + 120 << "\" y=\"" << ly - 11
+        << "<rect fill=\"#9dbbdb\" x=\"" << left + 120 << "\" y=\"" << ly - 11
         << "\" width=\"26\" height=\"14\"/><text x=\"" << left + 152 << "\" y=\"" << ly
         << "\">margins</text>\n"
         << "<path fill=\"#2e8b57\" d=\"M" << left + 250 << " " << ly - 12
