@@ -458,6 +458,130 @@ TEST_F(ConflictsTest, HasConflictsApartFromOne) {
     EXPECT_FALSE(CReminderAPIUtil::m_HasConflicts(item, nullptr));
 }
 
+// One row for the question asked with exclusions: stored bookings, which of them are excluded
+// (by index), the booking asked about, the answer and the line that explains it.
+struct SExclusionCase {
+    const char* name;
+    ESet set;
+    std::vector<CRemindInfo> stored;
+    std::vector<size_t> excluded;
+    CRemindInfo item;
+    bool expected;
+    const char* log;
+};
+
+TEST_F(ConflictsTest, ConflictsApartFromExclusions) {
+    tvsim::SetChannelScrambled(kThree.serviceId, true);
+    const SChannel scrambledToo{kThree.serviceId, 2};
+    const std::vector<SExclusionCase> cases = {
+        {"nothing overlaps",
+         ESet::OneTuner,
+         {Recording(kOne, At(20), At(21))},
+         {},
+         Recording(kTwo, At(21), At(22)),
+         false,
+         "No conflicts"},
+        {"the one overlapping booking is excluded",
+         ESet::OneTuner,
+         {Recording(kOne, At(20), At(21))},
+         {0},
+         Recording(kTwo, At(20, 30), At(21, 30)),
+         false,
+         "No remaining conflicts"},
+        {"one tuner: any overlap",
+         ESet::OneTuner,
+         {Viewing(kOne, At(20, 30))},
+         {},
+         Recording(kTwo, At(20), At(21)),
+         true,
+         "One tuner case, exist conflicts."},
+        {"one recordable: two recordings",
+         ESet::TwoOneRecordable,
+         {Recording(kOne, At(20), At(21))},
+         {},
+         Recording(kTwo, At(20, 30), At(21, 30)),
+         true,
+         "One tuner case, exist conflicts."},
+        {"one recordable: a recording and a reminder",
+         ESet::TwoOneRecordable,
+         {Viewing(kOne, At(20, 30))},
+         {},
+         Recording(kTwo, At(20), At(21)),
+         false,
+         "One tuner case, one conflict."},
+        {"two recordable: one overlapping recording",
+         ESet::TwoRecordable,
+         {Recording(kOne, At(20), At(21))},
+         {},
+         Recording(kTwo, At(20, 30), At(21, 30)),
+         false,
+         "One tuner case, one conflict."},
+        {"two recordable: two that overlap each other",
+         ESet::TwoRecordable,
+         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15))},
+         {},
+         Recording(kTwo, At(20, 30), At(21, 30)),
+         true,
+         "Two tuner case, exist conflicts."},
+        {"two recordable: two one after the other",
+         ESet::TwoRecordable,
+         {Recording(kOne, At(20), At(20, 40)), Recording(kThree, At(20, 45), At(21, 30))},
+         {},
+         Recording(kTwo, At(20), At(21, 30)),
+         false,
+         "No conflicts"},
+        {"two recordable: the third is excluded",
+         ESet::TwoRecordable,
+         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15)),
+          Recording(kOne, At(21, 30), At(22))},
+         {1},
+         Recording(kTwo, At(20, 30), At(21, 45)),
+         false,
+         "No conflicts"},
+        {"two recordable: analogue item",
+         ESet::TwoRecordable,
+         {Recording(kOne, At(20), At(21))},
+         {},
+         Recording(kAnalog, At(20, 30), At(21, 30)),
+         true,
+         "One tuner case, exist conflicts."},
+        {"two recordable: both scrambled, one module",
+         ESet::TwoRecordable,
+         {Recording(scrambledToo, At(20), At(21))},
+         {},
+         Recording(kScrambled, At(20, 30), At(21, 30)),
+         true,
+         "One tuner case, exist conflicts."},
+    };
+    for (const SExclusionCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        testsupport::ClearStore();
+        tvsim::SetTunerCounts(2, 2);
+        tvsim::SetTvMode(1, 12);
+        UseSet(c.set);
+        std::vector<CRemindInfo> exclusions;
+        for (size_t i = 0; i < c.stored.size(); ++i) {
+            CRemindInfo stored = c.stored[i];
+            stored.m_nUid = Store(stored);
+            for (size_t e : c.excluded) {
+                if (e == i) exclusions.push_back(stored);
+            }
+        }
+        tvsim::ClearLogs();
+        EXPECT_EQ(CReminderAPIUtil::ExistConflictsWithExclusions(c.item, exclusions, false),
+                  c.expected);
+        EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, c.log));
+    }
+}
+
+TEST_F(ConflictsTest, TheItemIsNotItsOwnConflict) {
+    UseSet(ESet::OneTuner);
+    CRemindInfo item = Recording(kOne, At(20), At(21));
+    item.m_nUid = Store(item);
+    EXPECT_FALSE(CReminderAPIUtil::ExistConflictsWithExclusions(item, {}, false));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "No remaining conflicts"));
+}
+
 // A facade call made while another facade call is under way on the same thread (the alternative
 // search asks for conflicts this way) completes and answers as it would alone.
 TEST_F(ConflictsTest, FacadeCallInsideAFacadeCall) {
