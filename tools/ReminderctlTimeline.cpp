@@ -211,7 +211,7 @@ void DrawTerminal(const SWindow& w, const std::vector<SBar>& bars) {
     const bool nowShown = w.now >= w.from && w.now < w.to;
     const int nowColumn = column(w.now);
 
-    std::printf("Schedule %s\n", Summary(w).c_str());
+    PrintWrapped("Schedule ", "  ", Summary(w), width);
 
     // Hour labels, thinned out where they would run into each other.
     const int hours = static_cast<int>((w.to - w.from) / kHour);
@@ -233,7 +233,7 @@ void DrawTerminal(const SWindow& w, const std::vector<SBar>& bars) {
         CRow nowRow(axis);
         nowRow.Write(at, mark, kYellow);
         std::printf("%*s %s\n", labelWidth, "", nowRow.Render(colour).c_str());
-        ruler.Put(nowColumn, 'V', kYellow);
+        ruler.Put(nowColumn, '|', kYellow);
     }
     std::printf("%*s %s\n", labelWidth, "", labels.Render(colour).c_str());
     std::printf("%*s %s\n", labelWidth, "", ruler.Render(colour).c_str());
