@@ -54,6 +54,18 @@ void ExplainUnanswered() {
     }
 }
 
+// The library answers "no conflict" for a booking whose channel it cannot find by service id.
+void ExplainUnanswered(const CRemindInfo& item) {
+    ExplainUnanswered();
+    TCServiceData channel;
+    if (CReminderAPIUtil::FlagSupportCRID() && !CReminderAPIUtil::FindChannel(item, channel)) {
+        std::printf(
+            "The channel list has no service %llu for this booking, so no conflict is computed "
+            "for it.\n",
+            item.m_nServiceId);
+    }
+}
+
 std::string TunerSummary() {
     const int tuners = CReminderAPIUtil::NumOfAvailableTuner();
     const int recordable = CReminderAPIUtil::NumOfRecordableTuner();
@@ -165,7 +177,7 @@ void CheckBooking(const CRemindInfo& item, bool json) {
                 FormatTelevisionTime(item.m_nEventTime).c_str(), BookingTitle(item).c_str());
     if (conflicts.empty()) {
         std::printf("No conflict (%s).\n", TunerSummary().c_str());
-        ExplainUnanswered();
+        ExplainUnanswered(item);
         return;
     }
     std::printf("It would conflict with %zu booking(s) (%s):\n", conflicts.size(),
