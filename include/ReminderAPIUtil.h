@@ -5,6 +5,7 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "RemindInfo.h"
 #include "ReminderTypes.h"
@@ -96,6 +97,29 @@ public:
     // The channel of a booking, by its service id.
     static bool FindChannel(const CRemindInfo& item, TCServiceData& service);
     static std::string ProgramToString(const TCProgramData& program);
+
+    // --- Tuners and conflicts ---
+    // Tuners that can receive: the platform's count (0 when unreadable), 1 for two satellite
+    // tuners on a single cable.
+    static int NumOfAvailableTuner();
+    // Tuners that can record, never more than NumOfAvailableTuner().
+    static int NumOfRecordableTuner();
+    // Conditional-access modules inserted and working; 0 when they cannot be read.
+    static int NumOfWorkingCAM();
+    // Whether the two items cannot be received at once: both scrambled with one module, or
+    // either on an analogue channel.
+    static bool FlagOneTunerCase(const CRemindInfo& item, const CRemindInfo& other);
+    // Whether the item cannot be received together with any of `others`: a set with one tuner,
+    // two recordings on one recordable tuner, or the pair rules against any of them.
+    static bool FlagOneTunerCase(const CRemindInfo& item, const std::vector<CRemindInfo>& others);
+    // Whether the item has a tuner conflict with stored bookings other than `exclusions` (and
+    // itself), matched by UID. `flag` is handed to the facade's overlap query. Enters the
+    // facade.
+    static bool ExistConflictsWithExclusions(const CRemindInfo& item,
+                                             const std::vector<CRemindInfo>& exclusions, bool flag);
+    // Whether the facade's conflict set for the item holds anything besides one element equal
+    // to `*exclude` (anything at all when `exclude` is null); false when the query fails.
+    static bool m_HasConflicts(const CRemindInfo& item, const CRemindInfo* exclude);
 
     // --- Programme monitoring ---
     // One subscriber per process; true only for the call that created it. The first caller's

@@ -64,5 +64,31 @@ void AddTuneCommands(CLI::App& app);
 // The programme subscriber's callback of every reminderctl process; `monitor` prints what it
 // forwards, other commands ignore it.
 void ForwardProgramChange(EProgramChangeType type, TCProgramData* program, void* data);
+// `conflicts [--json]`: every scheduled booking that has a tuner conflict, with what.
+void AddConflictsCommand(CLI::App& app);
+// `timeline [--from TIME] [--hours N] [--svg FILE]`: the schedule drawn on a time axis.
+void AddTimelineCommand(CLI::App& app);
+
+// `add --check [--json]`: the conflicts a booking would have; it is not stored.
+void CheckBooking(const CRemindInfo& item, bool json);
+
+// A time given on the command line (ISO 8601 or UTC seconds), on the television's local clock;
+// exits with a message when it cannot be read.
+unsigned long ParseTelevisionTime(const std::string& text, const char* what);
+
+// A scheduled booking and the stored bookings it conflicts with (empty: none).
+struct SBookingConflicts {
+    CRemindInfo booking;
+    std::vector<CRemindInfo> conflicts;
+};
+// Every scheduled booking in start order, each asked for its conflicts.
+std::vector<SBookingConflicts> ScheduleWithConflicts();
+
+// "YYYY-MM-DD HH:MM" of a time on the television's local clock.
+std::string FormatTelevisionTime(unsigned long local);
+std::string BookingTitle(const CRemindInfo& item);
+const char* BookingKind(const CRemindInfo& item);
+// A recording that takes a recordable tuner (record-list bookings do not).
+bool IsRecordingBooking(const CRemindInfo& item);
 
 #endif

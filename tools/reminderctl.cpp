@@ -255,8 +255,13 @@ std::string LoggedRefusal() {
     return "";
 }
 
+// `add --check [--json]`: report the booking's conflicts instead of storing it.
+bool g_addCheck = false;
+bool g_addJson = false;
+
 // Adds the booking and reports what changed in the list: the rows stored, the rows replaced.
 void Book(CRemindInfo& item) {
+    if (g_addCheck) return CheckBooking(item, g_addJson);
     CReminderAPI* api = CReminderAPI::GetInstance();
     const std::vector<CRemindInfo> before = AllBookings();
     const bool wasFull = api->FlagReminderListIsFull();
@@ -539,6 +544,10 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
 
 }  // namespace
 
+unsigned long ParseTelevisionTime(const std::string& text, const char* what) {
+    return ToLocal(ParseTimeOrFail(text, what));
+}
+
 // --- Shared with the command groups of other sources ---
 
 void AddBookingOptions(CLI::App* command, SBookingArgs& args) {
@@ -611,6 +620,8 @@ int main(int argc, char** argv) {
     CLI::App* add = app.add_subcommand("add", "Book a programme from the guide, or a manual time");
     SBookingArgs booking;
     AddBookingOptions(add, booking);
+    auto* checkOpt = add->add_flag("--check", g_addCheck, "Report its conflicts; do not store it");
+    add->add_flag("--json", g_addJson, "With --check: as JSON")->needs(checkOpt);
     add->callback([&] {
         CRemindInfo item = BookingFromArgs(booking);
         Book(item);
@@ -650,6 +661,8 @@ int main(int argc, char** argv) {
     AddExpireCommand(app);
     AddRecorderCommand(app);
     AddTuneCommands(app);
+    AddConflictsCommand(app);
+    AddTimelineCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -4,6 +4,7 @@
 #define TVSIM_TVSTATE_H
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -113,6 +114,8 @@ struct Handles {
     ProgramSignalCallback callback = nullptr;
     std::optional<std::chrono::steady_clock::time_point> subscriberCreated;
     int liveAppControls = 0;
+    // Run once, before the next call of the named platform call (OnNextCall).
+    std::map<std::string, std::function<void()>> nextCallHooks;
 };
 
 struct Simulator {
@@ -129,9 +132,14 @@ Simulator& TheSimulator();
 // Loads TVSIM_PROFILE once, when nothing has been loaded yet. Call with the mutex held.
 void EnsureLoaded(Simulator& sim);
 
+// Runs the hook set for the next call of `name`, if any, without the lock held: the hook may
+// call the library, which calls the television again.
+void RunNextCallHook(const char* name);
+
 // Runs `f(sim)` under the lock with the profile loaded, counting one call of `name` when given.
 template <typename F>
 auto WithTv(const char* name, F&& f) {
+    if (name != nullptr) RunNextCallHook(name);
     Simulator& sim = TheSimulator();
     std::lock_guard<std::mutex> lock(sim.mutex);
     EnsureLoaded(sim);
