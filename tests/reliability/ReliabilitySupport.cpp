@@ -193,12 +193,14 @@ bool ExecSql(const std::string& path, const std::string& sql) {
 }
 
 void Figure(const std::string& name, const std::string& value) {
-    std::cout << "FIGURE " << ::testing::UnitTest::GetInstance()->current_test_info()->name()
-              << " " << name << " " << value << std::endl;
+    std::cout << "FIGURE " << ::testing::UnitTest::GetInstance()->current_test_info()->name() << " "
+              << name << " " << value << std::endl;
     ::testing::Test::RecordProperty(name, value);
 }
 
-void Figure(const std::string& name, long value) { Figure(name, std::to_string(value)); }
+void Figure(const std::string& name, long value) {
+    Figure(name, std::to_string(value));
+}
 
 RestartableBus::RestartableBus() {
     char dir[] = "/tmp/reminder-reliab-bus-XXXXXX";
@@ -221,9 +223,9 @@ RestartableBus::~RestartableBus() {
 bool RestartableBus::Start() {
     Kill();
     std::remove((m_dir + "/system_bus_socket").c_str());
-    m_daemon = std::make_unique<Child>(std::vector<std::string>{
-        "/usr/bin/dbus-daemon", "--config-file=" + m_dir + "/bus.conf", "--nofork", "--nosyslog",
-        "--print-address=1"});
+    m_daemon = std::make_unique<Child>(
+        std::vector<std::string>{"/usr/bin/dbus-daemon", "--config-file=" + m_dir + "/bus.conf",
+                                 "--nofork", "--nosyslog", "--print-address=1"});
     return !m_daemon->ReadLine(5000).empty();
 }
 

@@ -60,7 +60,8 @@ int Storm(const std::string& id, size_t cap) {
     std::vector<CRemindInfo> rows;
     CDBControl::GetInstance()->FindItem(CDBCriteria(), rows);
     for (const CRemindInfo& r : rows) {
-        if (r.m_sTitle.compare(0, prefix.size(), prefix) == 0) own.emplace_back(r.m_nUid, r.m_sTitle);
+        if (r.m_sTitle.compare(0, prefix.size(), prefix) == 0)
+            own.emplace_back(r.m_nUid, r.m_sTitle);
     }
     const std::string mine = prefix + std::to_string(getpid()) + "-";
     for (unsigned n = 0;; ++n) {
@@ -105,8 +106,8 @@ int Threads(int perThread) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([api, t, perThread] {
             for (int i = 0; i < perThread; ++i) {
-                const std::string title =
-                    "t" + std::to_string(t) + "-" + std::to_string(getpid()) + "-" + std::to_string(i);
+                const std::string title = "t" + std::to_string(t) + "-" + std::to_string(getpid()) +
+                                          "-" + std::to_string(i);
                 switch (i % 4) {
                     case 0: {
                         CRemindInfo item = Booking(title, static_cast<unsigned>(t * 1000 + i));
@@ -126,7 +127,8 @@ int Threads(int perThread) {
                         if (!list.empty()) {
                             CRemindInfo changed = list[static_cast<size_t>(i) % list.size()];
                             changed.m_sSynopsis = title;
-                            api->UpdateRemindItemByUid(changed.m_nUid, changed, false, false, false);
+                            api->UpdateRemindItemByUid(changed.m_nUid, changed, false, false,
+                                                       false);
                         }
                         break;
                     }
@@ -250,7 +252,8 @@ int main(int argc, char** argv) {
     const std::string mode = args.empty() ? "" : args[0];
     if (mode == "storm" && args.size() == 3) return Storm(args[1], std::stoul(args[2]));
     if (mode == "add" && args.size() >= 3) {
-        return Add(std::stoi(args[1]), std::stoul(args[2]), args.size() > 3 ? std::stol(args[3]) : 0);
+        return Add(std::stoi(args[1]), std::stoul(args[2]),
+                   args.size() > 3 ? std::stol(args[3]) : 0);
     }
     if (mode == "threads" && args.size() == 2) return Threads(std::stoi(args[1]));
     if (mode == "buswriter") return BusWriter();

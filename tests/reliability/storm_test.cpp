@@ -118,8 +118,8 @@ TEST(StormTest, FourProcessesRacingForTheLastPlaceNeverOverfillTheList) {
         std::set<std::string> acknowledged;
         for (int p = 0; p < kProcesses; ++p) {
             const std::string answer = racers[p]->ReadLine(20000);
-            if (answer == "ack") acknowledged.insert("race-" + std::to_string(trial) + "-" +
-                                                     std::to_string(p));
+            if (answer == "ack")
+                acknowledged.insert("race-" + std::to_string(trial) + "-" + std::to_string(p));
             if (racers[p]->Wait(10000) != 0) ++crashes;
         }
         std::multiset<std::string> stored;
