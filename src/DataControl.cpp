@@ -178,6 +178,9 @@ private:
     F m_action;
 };
 
+// The status that LastStoreError reports, one per thread.
+thread_local int t_nLastStoreError = 0;
+
 bool IsBusy(int result) {
     return result == SQLITE_BUSY || result == SQLITE_LOCKED;
 }
@@ -485,6 +488,9 @@ bool CDBControl::BeginTransaction() {
     }
     const auto [result, retries] = RetryWhileBusy(
         [this] { return sqlite3_exec(m_pDB, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr); });
+    // A new transaction starts a new operation for LastStoreError.
+    t_nLastStoreError = result == SQLITE_OK ? 0 : (m_pDB == nullptr ? SQLITE_CANTOPEN : result);
+    m_nLastResult = t_nLastStoreError;
     if (result == SQLITE_OK) {
         if (retries > 0) REMINDER_LOG("Start transaction succeded after: %d attmeps;", retries);
         m_nTransactionDepth = 1;
@@ -503,7 +509,9 @@ bool CDBControl::EndTransaction() {
         sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
         return false;
     }
-    if (sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    const int committed = sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr);
+    t_SetStatus(committed);
+    if (committed != SQLITE_OK) {
         REMINDER_ERR("COMMIT failed.");
         // A commit that failed leaves the transaction open on some errors; never keep it.
         if (sqlite3_get_autocommit(m_pDB) == 0) {
@@ -522,12 +530,29 @@ int CDBControl::TransactionDepth() const {
     return m_nTransactionDepth;
 }
 
+bool CDBControl::TransactionFailed() const {
+    return m_nTransactionDepth > 0 && m_bTransactionFailed;
+}
+
+int CDBControl::LastResult() const {
+    return m_nLastResult;
+}
+
+void CDBControl::t_SetStatus(int result) {
+    const int status = (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW)
+                           ? 0
+                           : (m_pDB == nullptr ? SQLITE_CANTOPEN : result);
+    m_nLastResult = status;
+    // Inside a transaction the first failure stands for the whole operation.
+    if (m_nTransactionDepth == 0 || t_nLastStoreError == 0) t_nLastStoreError = status;
+}
+
 unsigned long CDBControl::LastInsertUid() const {
     return m_pDB == nullptr ? 0 : static_cast<unsigned long>(sqlite3_last_insert_rowid(m_pDB));
 }
 
 int CDBControl::LastStoreError() {
-    return 0;
+    return t_nLastStoreError;
 }
 
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
@@ -538,17 +563,18 @@ bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
         if (retries > 0) REMINDER_LOG("Prepare statement succeded after: %d attmeps;", retries);
         return true;
     }
+    t_SetStatus(result);
     REMINDER_ERR("Prepare statement failed. result: [%d]", result);
     t_FinalizeStmt(type);
     return false;
 }
 
-void CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
+bool CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
     sqlite3_stmt* const statement = m_pStmt[type];
     Json::Value root;
     if (!Json::Reader().parse(item.Serialize(), root, true)) {
         REMINDER_ERR("json reader parse data failed!!!");
-        return;
+        return false;
     }
     sqlite3_bind_int(statement, kStartTimeParameter,
                      static_cast<int>(item.m_nEventTime - item.m_nStartMarginTime));
@@ -558,7 +584,9 @@ void CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
         }
     } catch (const std::exception& e) {
         REMINDER_ERR("Exception Handled : %s", e.what());
+        return false;
     }
+    return true;
 }
 
 int CDBControl::t_Excute(COMMAND_TYPE type) {
@@ -593,8 +621,14 @@ void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
 bool CDBControl::t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation) {
     if (!t_InitializeStmt(type)) return false;
     const CScopeExit finalize([this, type] { t_FinalizeStmt(type); });
-    if (item != nullptr) t_BindDetail(type, *item);
+    if (item != nullptr && !t_BindDetail(type, *item)) {
+        // A row of NULLs is never written in place of the record.
+        t_SetStatus(SQLITE_MISMATCH);
+        REMINDER_ERR("%s operation failed! Result code : [%d]", operation, SQLITE_MISMATCH);
+        return false;
+    }
     const int result = t_Excute(type);
+    t_SetStatus(result);
     if (result != SQLITE_DONE) {
         REMINDER_ERR("%s operation failed! Result code : [%d]", operation, result);
         return false;
@@ -630,6 +664,7 @@ bool CDBControl::t_Select(const CDBCriteria& /*criteria*/, std::vector<CRemindIn
         out.push_back(record);
         result = t_Excute(COMMAND_SELECT);
     }
+    t_SetStatus(result);
     if (result != SQLITE_DONE) {
         REMINDER_ERR("Select operation failed! Result code : [%d]", result);
         return false;
