@@ -40,37 +40,73 @@ void CReminderAPIImp::UnRegisterEventCB() {
 
 CReminderAPIImp::COperation::COperation(CReminderAPIImp& engine, bool writes)
     : m_engine(engine), m_bWrites(writes) {
-    if (m_bWrites) m_bOutermost = CDBControl::GetInstance()->BeginTransaction();
+    if (m_engine.m_nOperationDepth++ == 0) m_engine.m_bSnapshotValid = false;
+    if (!m_bWrites) return;
+    CDBControl* db = CDBControl::GetInstance();
+    // A list read before the transaction began may be older than the file: read it again
+    // under the lock.
+    if (db->TransactionDepth() == 0) m_engine.m_bSnapshotValid = false;
+    m_bBegan = db->BeginTransaction();
 }
 
 CReminderAPIImp::COperation::~COperation() {
-    if (m_bWrites && m_bOutermost && !m_bDone) {
-        CDBControl* db = CDBControl::GetInstance();
-        db->MarkTransactionFailed();
-        db->EndTransaction();
+    // Not committed: what was written stays unless a write failed, in which case the
+    // transaction was marked failed and its end rolls everything back.
+    if (m_bWrites && m_bBegan && !m_bDone) CDBControl::GetInstance()->EndTransaction();
+    if (--m_engine.m_nOperationDepth == 0) {
+        m_engine.m_bSnapshotValid = false;
+        m_engine.m_vSnapshot.clear();
     }
 }
 
 bool CReminderAPIImp::COperation::Ok() const {
-    return !m_bWrites || m_bOutermost;
+    if (!m_bWrites) return true;
+    return m_bBegan && !CDBControl::GetInstance()->TransactionFailed();
 }
 
 bool CReminderAPIImp::COperation::Commit() {
     if (!m_bWrites) return true;
-    if (!m_bOutermost || m_bDone) return false;
+    if (!m_bBegan || m_bDone) return false;
     m_bDone = true;
-    return CDBControl::GetInstance()->EndTransaction();
+    const bool committed = CDBControl::GetInstance()->EndTransaction();
+    // A rolled-back transaction leaves the snapshot ahead of the file.
+    if (!committed) m_engine.m_bSnapshotValid = false;
+    return committed;
 }
 
-// --- Store primitives ---
+// --- The operation's snapshot ---
 
-void CReminderAPIImp::t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderByType order) {
-    t_ReadScheduledList(out, order);
+namespace {
+
+// The StartTime column as stored: the record's padded start as a signed 32-bit number.
+int32_t StoredStartTime(const CRemindInfo& e) {
+    return static_cast<int32_t>(e.m_nEventTime - e.m_nStartMarginTime);
 }
 
-bool CReminderAPIImp::t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderByType order) {
-    CDBControl* db = CDBControl::GetInstance();
-    if (!db->BeginTransaction()) return false;
+// The orders of the list as SQLite gives them: the ORDER BY columns (text by bytes, shorter
+// first on a common prefix), rows with equal keys in UID order.
+bool StartTimeOrder(const CRemindInfo& a, const CRemindInfo& b) {
+    const int32_t sa = StoredStartTime(a);
+    const int32_t sb = StoredStartTime(b);
+    return sa != sb ? sa < sb : a.m_nUid < b.m_nUid;
+}
+
+bool TitleOrder(const CRemindInfo& a, const CRemindInfo& b) {
+    const int compared = a.m_sTitle.compare(b.m_sTitle);
+    return compared != 0 ? compared < 0 : a.m_nUid < b.m_nUid;
+}
+
+bool ChannelNumberOrder(const CRemindInfo& a, const CRemindInfo& b) {
+    if (a.m_nMajor != b.m_nMajor) return a.m_nMajor < b.m_nMajor;
+    if (a.m_nMinor != b.m_nMinor) return a.m_nMinor < b.m_nMinor;
+    return a.m_nUid < b.m_nUid;
+}
+
+bool TableOrder(const CRemindInfo& a, const CRemindInfo& b) {
+    return a.m_nUid < b.m_nUid;
+}
+
+CDBCriteria OrderCriteria(EOrderByType order) {
     CDBCriteria criteria;
     switch (order) {
         case REM_ORDER_BY_START_TIME:
@@ -83,10 +119,72 @@ bool CReminderAPIImp::t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderB
             criteria.OrderBy(CDBCriteria::CRITERIA_MAJOR, CDBCriteria::CRITERIA_MINOR);
             break;
     }
-    out.clear();
-    db->FindItem(criteria, out);
-    const bool read = CDBControl::LastStoreError() == 0;
+    return criteria;
+}
+
+}  // namespace
+
+void CReminderAPIImp::m_ServeSnapshot(std::vector<CRemindInfo>& out, EOrderByType order) const {
+    out = m_vSnapshot;
+    switch (order) {
+        case REM_ORDER_BY_START_TIME:
+            break;  // the snapshot's own order
+        case REM_ORDER_BY_TITLE:
+            std::sort(out.begin(), out.end(), TitleOrder);
+            break;
+        case REM_ORDER_BY_CHANNEL_NUMBER:
+            std::sort(out.begin(), out.end(), ChannelNumberOrder);
+            break;
+        default:
+            std::sort(out.begin(), out.end(), TableOrder);
+            break;
+    }
+}
+
+void CReminderAPIImp::m_PatchSnapshot(unsigned long uid, const CRemindInfo* row) {
+    if (!m_bSnapshotValid) return;
+    const auto old = std::find_if(m_vSnapshot.begin(), m_vSnapshot.end(),
+                                  [uid](const CRemindInfo& e) { return e.m_nUid == uid; });
+    if (old != m_vSnapshot.end()) m_vSnapshot.erase(old);
+    if (row == nullptr) return;
+    const auto at = std::upper_bound(m_vSnapshot.begin(), m_vSnapshot.end(), *row, StartTimeOrder);
+    m_vSnapshot.insert(at, *row);
+}
+
+// --- Store primitives ---
+
+void CReminderAPIImp::t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderByType order) {
+    t_ReadScheduledList(out, order);
+}
+
+bool CReminderAPIImp::t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderByType order) {
+    if (m_nOperationDepth > 0 && m_bSnapshotValid) {
+        m_ServeSnapshot(out, order);
+        REMINDER_LOG("Scheduled list size : [%u]", static_cast<unsigned>(out.size()));
+        return true;
+    }
+    CDBControl* db = CDBControl::GetInstance();
+    if (!db->BeginTransaction()) {
+        out.clear();
+        return false;
+    }
+    // Inside an operation the list is read once, in start-time order, and kept; other orders
+    // are sorted from it.
+    const bool keep = m_nOperationDepth > 0;
+    std::vector<CRemindInfo>& target = keep ? m_vSnapshot : out;
+    target.clear();
+    db->FindItem(OrderCriteria(keep ? REM_ORDER_BY_START_TIME : order), target);
+    const bool read = db->LastResult() == 0;
     db->EndTransaction();
+    if (keep) {
+        if (read) {
+            m_bSnapshotValid = true;
+            m_ServeSnapshot(out, order);
+        } else {
+            out = target;
+            target.clear();
+        }
+    }
     REMINDER_LOG("Scheduled list size : [%u]", static_cast<unsigned>(out.size()));
     return read;
 }
@@ -98,7 +196,7 @@ bool CReminderAPIImp::t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out) 
     std::vector<CRemindInfo> found;
     const bool result = db->FindItem(ByUid(uid), found);
     db->EndTransaction();
-    if (result && !found.empty()) out = found.front();
+    if (result && !found.empty()) out = std::move(found.front());
     return result;
 }
 
@@ -119,32 +217,49 @@ bool CReminderAPIImp::t_AddRemindItem(const CRemindInfo& item, bool startFlag) {
         copy.SetStartTime(copy.m_nEventTime + kSeriesBaseOffset - copy.m_nStartMarginTime);
         copy.m_sProgramCrid.clear();
     }
+    // The neighbours' trims and the insert land together or not at all.
+    CDBControl* db = CDBControl::GetInstance();
+    if (!db->BeginTransaction()) return false;
     t_DeleteTimeMarginForBackToBackRecording(&copy);
 
     REMINDER_LOG("Data Operation...Insert");
-    CDBControl* db = CDBControl::GetInstance();
-    db->BeginTransaction();
-    const bool result = db->AddItem(copy);
-    db->EndTransaction();
-    return result;
+    bool result = !db->TransactionFailed() && db->AddItem(copy);
+    if (result && m_bSnapshotValid) {
+        // The row as the store reads it back (UID, and every conversion of the columns).
+        std::vector<CRemindInfo> row;
+        result = db->FindItem(ByUid(db->LastInsertUid()), row);
+        if (result) m_PatchSnapshot(row.front().m_nUid, &row.front());
+    }
+    if (!result) db->MarkTransactionFailed();
+    return db->EndTransaction() && result;
 }
 
 bool CReminderAPIImp::t_UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item) {
     REMINDER_LOG("Data Operation...Update");
     CDBControl* db = CDBControl::GetInstance();
-    db->BeginTransaction();
-    const bool result = db->UpdateItem(ByUid(uid), item);
-    db->EndTransaction();
-    return result;
+    if (!db->BeginTransaction()) return false;
+    bool result = db->UpdateItem(ByUid(uid), item);
+    if (result && m_bSnapshotValid) {
+        std::vector<CRemindInfo> row;
+        // No row with that UID (nothing updated) reads back empty without error.
+        if (db->FindItem(ByUid(uid), row)) {
+            m_PatchSnapshot(uid, &row.front());
+        } else if (CDBControl::LastStoreError() != 0) {
+            result = false;
+        }
+    }
+    if (!result) db->MarkTransactionFailed();
+    return db->EndTransaction() && result;
 }
 
 bool CReminderAPIImp::t_DeleteRemindItemByUid(unsigned long uid) {
     REMINDER_LOG("Data Operation...Delete");
     CDBControl* db = CDBControl::GetInstance();
-    db->BeginTransaction();
+    if (!db->BeginTransaction()) return false;
     const bool result = db->DeleteItem(ByUid(uid));
-    db->EndTransaction();
-    return result;
+    if (result) m_PatchSnapshot(uid, nullptr);
+    if (!result) db->MarkTransactionFailed();
+    return db->EndTransaction() && result;
 }
 
 bool CReminderAPIImp::m_FlagReserveTypeIsForScheduled(int reserveType) {
@@ -158,16 +273,6 @@ bool CReminderAPIImp::m_FlagReserveTypeIsForRecording(int reserveType) {
     // Recording kinds 1, 2, 7 and 11. Unsigned arithmetic: a stored type may be any int.
     if (reserveType == 1 || reserveType == 2) return true;
     return ((static_cast<unsigned>(reserveType) - 7u) & ~4u) == 0;
-}
-
-unsigned long CReminderAPIImp::m_GetNewestUid() {
-    std::vector<CRemindInfo> list;
-    t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    unsigned long newest = REMINDER_INVALID_UID;
-    for (const CRemindInfo& e : list) {
-        if (newest == REMINDER_INVALID_UID || e.m_nUid > newest) newest = e.m_nUid;
-    }
-    return newest;
 }
 
 // --- List limits ---

@@ -15,6 +15,8 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
         REMINDER_ERR("UID invalid.");
         return false;
     }
+    COperation op(*this, true);
+    if (!op.Ok()) return false;
     std::vector<CRemindInfo> list;
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
     if (list.empty()) {
@@ -34,7 +36,7 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
     ApplyTimeMarginRule(copy);
     if (clearAlarm) copy.m_bAlarmed = false;
     t_DeleteTimeMarginForBackToBackRecording(&copy);
-    t_UpdateRemindItemByUid(uid, copy);
+    if (!t_UpdateRemindItemByUid(uid, copy) || !op.Commit()) return false;
     if (notify) CDBControl::GetInstance()->Notify();
     return true;
 }
@@ -42,6 +44,8 @@ bool CReminderAPIImp::UpdateRemindItemByUid(unsigned long uid, const CRemindInfo
 bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
     REMINDER_LOG("UID = [%d]", static_cast<int>(uid));
     if (IsInvalidUid(uid)) return false;
+    COperation op(*this, true);
+    if (!op.Ok()) return false;
     std::vector<CRemindInfo> list;
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
     const auto found = FindByUid(list, uid);
@@ -52,7 +56,7 @@ bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
         item.IsSplitEvent() ||
         (CReminderAPIUtil::GetCountry() == kCountrySplitByCrid && !item.m_sProgramCrid.empty());
     if (!chained) {
-        if (!t_DeleteRemindItemByUid(uid)) return false;
+        if (!t_DeleteRemindItemByUid(uid) || !op.Commit()) return false;
         CDBControl::GetInstance()->Notify();
         return true;
     }
@@ -70,22 +74,27 @@ bool CReminderAPIImp::DeleteRemindItemByUid(unsigned long uid, bool byUser) {
     while (head > 0 && linked(list[head - 1], list[head])) --head;
     size_t tail = head;
     while (tail + 1 < list.size() && linked(list[tail], list[tail + 1])) ++tail;
-    for (size_t i = head; i <= tail; ++i) t_DeleteRemindItemByUid(list[i].m_nUid);
+    for (size_t i = head; i <= tail; ++i) {
+        if (!t_DeleteRemindItemByUid(list[i].m_nUid)) return false;
+    }
+    if (!op.Commit()) return false;
     CDBControl::GetInstance()->Notify();
     return true;
 }
 
 bool CReminderAPIImp::DeleteRemindItemAloneByUid(unsigned long uid) {
     if (IsInvalidUid(uid)) return false;
-    const bool result = t_DeleteRemindItemByUid(uid);
+    COperation op(*this, true);
+    if (!t_DeleteRemindItemByUid(uid) || !op.Commit()) return false;
     CDBControl::GetInstance()->Notify();
-    return result;
+    return true;
 }
 
 bool CReminderAPIImp::UserDeleteRemindItemByUid(unsigned long uid) {
+    COperation op(*this, true);
     CRemindInfo item;
     if (!GetRemindItemByUid(uid, item)) return false;
-    return DeleteRemindItemByUid(uid, true);
+    return DeleteRemindItemByUid(uid, true) && op.Commit();
 }
 
 bool CReminderAPIImp::DeleteRemindItems(std::vector<unsigned long>&) {
