@@ -156,8 +156,10 @@ Db Open(const std::string& path, int flags) {
 }
 }  // namespace
 
+// Read-write, as any next user of the file: a writer killed mid-transaction leaves a journal
+// that the next connection rolls back, which a read-only connection cannot do.
 std::string IntegrityCheck(const std::string& path) {
-    const Db db = Open(path, SQLITE_OPEN_READONLY);
+    const Db db = Open(path, SQLITE_OPEN_READWRITE);
     char** table = nullptr;
     int rows = 0;
     int columns = 0;
@@ -172,7 +174,7 @@ std::string IntegrityCheck(const std::string& path) {
 }
 
 bool StoredTitles(const std::string& path, std::multiset<std::string>* titles) {
-    const Db db = Open(path, SQLITE_OPEN_READONLY);
+    const Db db = Open(path, SQLITE_OPEN_READWRITE);
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(db.get(), "SELECT Title FROM Items", -1, &statement, nullptr) !=
         SQLITE_OK) {
