@@ -21,6 +21,8 @@ bool CReminderAPIImp::RegisterEventCB(ReminderEventCallback func, void* data) {
 #pragma GCC diagnostic pop
         m_pDBusInfo = new CReminderDBusInfo();
         m_pDBusInfo->Subscribe(&m_eventSlot);
+    } else {
+        m_pDBusInfo->Refresh();  // joins a bus that restarted since
     }
     REMINDER_LOG("Register... Func = [%p], Data=[%p].", reinterpret_cast<void*>(func), data);
     m_eventSlot.pFunc = func;

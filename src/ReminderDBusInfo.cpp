@@ -386,3 +386,9 @@ void CReminderDBusInfo::Subscribe(SReminderEventSlot* slot) {
     }
     REMINDER_LOG("nEvenyID : [%d]", static_cast<int>(m_nSubscriptionId));
 }
+
+void CReminderDBusInfo::Refresh() {
+    CBusLink& link = CBusLink::Instance();
+    GObjectPtr<GDBusConnection> connection(link.Connection());
+    if (connection != nullptr) link.ScheduleResubscribe();
+}

@@ -38,6 +38,9 @@ public:
     // bus. Callbacks run in the thread-default main context of the calling thread; without a bus
     // the subscription is made there as soon as the bus can be reached. Called once per process.
     void Subscribe(SReminderEventSlot* slot);
+    // For later registrations: connects and subscribes again when the connection was found
+    // closed, with the same bounded wait.
+    void Refresh();
 
     // The connection and subscription currently in use (they change when the bus restarts), and
     // the error of the last failed connection attempt.
