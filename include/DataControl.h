@@ -188,6 +188,8 @@ private:
     long long m_nListCacheVersion = -1;
     std::string m_sListCacheCommand;
     std::vector<CRemindInfo> m_vListCache;
+    // The number of rows the last whole-table read found: the room a read reserves.
+    size_t m_nRowsHint = 0;
     bool m_bTransactionFailed = false;
 
     static CDBControl* m_pInstance;

@@ -331,33 +331,41 @@ bool ReadStoredComponentListText(const char* text, int bytes,
     return false;
 }
 
+// Reads an int32 in JSON's decimal form ("-" only before a non-zero number).
+const char* ReadSignedDecimal(const char* p, const char* end, int32_t& value) {
+    const bool negative = p != end && *p == '-';
+    uint64_t magnitude = 0;
+    p = ReadDecimal(negative ? p + 1 : p, end, magnitude);
+    if (p == nullptr || (negative && magnitude == 0)) return nullptr;
+    if (magnitude > (negative ? 0x80000000u : 0x7FFFFFFFu)) return nullptr;
+    value = static_cast<int32_t>(negative ? -static_cast<int64_t>(magnitude)
+                                          : static_cast<int64_t>(magnitude));
+    return p;
+}
+
 bool ReadStoredExtProgramIdText(const char* text, int bytes, CRemindInfo::SExtProgramId& id) {
-    char buffer[160];
-    if (text == nullptr || bytes <= 0 || static_cast<size_t>(bytes) >= sizeof buffer) return false;
-    std::memcpy(buffer, text, static_cast<size_t>(bytes));
-    buffer[bytes] = '\0';
-    unsigned eitNumber = 0;
-    int tableId = 0;
-    unsigned duration = 0;
-    unsigned start = 0;
-    if (std::sscanf(
-            buffer,
-            "[{\"cEITNumber\":%u,\"nEITTableId\":%d,\"nUTCDuration\":%u,\"nUTCStartTime\":%u",
-            &eitNumber, &tableId, &duration, &start) != 4 ||
-        eitNumber > 0xFF) {
+    if (text == nullptr || bytes <= 0) return false;
+    const char* const end = text + bytes;
+    uint64_t eitNumber = 0;
+    int32_t tableId = 0;
+    uint64_t duration = 0;
+    uint64_t start = 0;
+    const char* p = ReadLiteral(text, end, "[{\"cEITNumber\":");
+    if (p != nullptr) p = ReadDecimal(p, end, eitNumber);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nEITTableId\":");
+    if (p != nullptr) p = ReadSignedDecimal(p, end, tableId);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCDuration\":");
+    if (p != nullptr) p = ReadDecimal(p, end, duration);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCStartTime\":");
+    if (p != nullptr) p = ReadDecimal(p, end, start);
+    if (p != nullptr) p = ReadLiteral(p, end, "}]\n");
+    if (p != end || eitNumber > 0xFF || duration > 0xFFFFFFFFu || start > 0xFFFFFFFFu) {
         return false;
     }
-    CRemindInfo::SExtProgramId read;
-    read.nUTCStartTime = start;
-    read.nUTCDuration = duration;
-    read.cEITNumber = static_cast<uint8_t>(eitNumber);
-    read.nEITTableId = tableId;
-    const std::string again = ExtProgramIdText(read);
-    if (again.size() != static_cast<size_t>(bytes) ||
-        std::memcmp(again.data(), text, again.size()) != 0) {
-        return false;
-    }
-    id = read;
+    id.nUTCStartTime = static_cast<uint32_t>(start);
+    id.nUTCDuration = static_cast<uint32_t>(duration);
+    id.cEITNumber = static_cast<uint8_t>(eitNumber);
+    id.nEITTableId = tableId;
     return true;
 }
 
@@ -879,7 +887,10 @@ bool CDBControl::FindItem(const CDBCriteria& criteria, std::vector<CRemindInfo>&
     if (!wholeTable) return t_Select(criteria, out);
     if (t_ServeListCache(out)) return !out.empty();
     const long long version = t_DataVersion();
+    // Records have no move constructor: growing the vector would copy every row read so far.
+    if (out.capacity() < m_nRowsHint) out.reserve(m_nRowsHint);
     const bool found = t_Select(criteria, out);
+    m_nRowsHint = out.size();
     if (m_nLastResult == 0 && version >= 0) t_KeepListCache(out, version);
     return found;
 }
