@@ -172,8 +172,24 @@ private:
     // Records the outcome of one step of a store operation (see LastStoreError).
     void t_SetStatus(int result);
 
+    // The last whole-table read, kept to serve the same read again while the file has not
+    // changed: PRAGMA data_version unchanged (no other connection committed) and nothing
+    // written on this connection since (every write, rollback and failed commit forgets it).
+    // The version, or -1 when it cannot be read.
+    long long t_DataVersion();
+    void t_ForgetListCache();
+    bool t_ServeListCache(std::vector<CRemindInfo>& out);
+    void t_KeepListCache(const std::vector<CRemindInfo>& rows, long long version);
+
     int m_nTransactionDepth = 0;
     int m_nLastResult = 0;
+    sqlite3_stmt* m_pDataVersionStmt = nullptr;
+    bool m_bListCacheValid = false;
+    long long m_nListCacheVersion = -1;
+    std::string m_sListCacheCommand;
+    std::vector<CRemindInfo> m_vListCache;
+    // The number of rows the last whole-table read found: the room a read reserves.
+    size_t m_nRowsHint = 0;
     bool m_bTransactionFailed = false;
 
     static CDBControl* m_pInstance;

@@ -279,33 +279,93 @@ bool IsNoComponentsText(const char* text, int bytes) {
     return text == nullptr || (bytes == 5 && std::memcmp(text, "null\n", 5) == 0);
 }
 
+// Reads an unsigned decimal number at `p` (no sign, no leading zero but "0") into `value`.
+const char* ReadDecimal(const char* p, const char* end, uint64_t& value) {
+    if (p == end || *p < '0' || *p > '9') return nullptr;
+    if (*p == '0' && p + 1 != end && p[1] >= '0' && p[1] <= '9') return nullptr;
+    value = 0;
+    for (; p != end && *p >= '0' && *p <= '9'; ++p) {
+        if (value > 0xFFFFFFFFu) return nullptr;
+        value = value * 10 + static_cast<uint64_t>(*p - '0');
+    }
+    return p;
+}
+
+const char* ReadLiteral(const char* p, const char* end, const char* literal) {
+    const size_t n = std::strlen(literal);
+    if (static_cast<size_t>(end - p) < n || std::memcmp(p, literal, n) != 0) return nullptr;
+    return p + n;
+}
+
+// The component list in the exact form the store writes it, or false.
+bool ReadStoredComponentListText(const char* text, int bytes,
+                                 std::vector<CRemindInfo::SComponents>& out) {
+    if (text == nullptr || bytes < 3) return false;
+    const char* p = text;
+    const char* const end = text + bytes;
+    p = ReadLiteral(p, end, "[");
+    while (p != nullptr) {
+        uint64_t tag = 0;
+        uint64_t language = 0;
+        uint64_t type = 0;
+        p = ReadLiteral(p, end, "{\"cComponentTag\":");
+        if (p != nullptr) p = ReadDecimal(p, end, tag);
+        if (p != nullptr) p = ReadLiteral(p, end, ",\"nLanguage\":");
+        if (p != nullptr) p = ReadDecimal(p, end, language);
+        if (p != nullptr) p = ReadLiteral(p, end, ",\"nStreamContentComponentType\":");
+        if (p != nullptr) p = ReadDecimal(p, end, type);
+        if (p != nullptr) p = ReadLiteral(p, end, "}");
+        if (p == nullptr || tag > 0xFF || language > 0xFFFFFFFFu || type > 0xFFFF) {
+            out.clear();
+            return false;
+        }
+        CRemindInfo::SComponents component;
+        component.cComponentTag = static_cast<uint8_t>(tag);
+        component.nLanguage = static_cast<uint32_t>(language);
+        component.nStreamContentComponentType = static_cast<uint16_t>(type);
+        out.push_back(component);
+        if (end - p == 2 && p[0] == ']' && p[1] == '\n') return true;
+        p = ReadLiteral(p, end, ",");
+    }
+    out.clear();
+    return false;
+}
+
+// Reads an int32 in JSON's decimal form ("-" only before a non-zero number).
+const char* ReadSignedDecimal(const char* p, const char* end, int32_t& value) {
+    const bool negative = p != end && *p == '-';
+    uint64_t magnitude = 0;
+    p = ReadDecimal(negative ? p + 1 : p, end, magnitude);
+    if (p == nullptr || (negative && magnitude == 0)) return nullptr;
+    if (magnitude > (negative ? 0x80000000u : 0x7FFFFFFFu)) return nullptr;
+    value = static_cast<int32_t>(negative ? -static_cast<int64_t>(magnitude)
+                                          : static_cast<int64_t>(magnitude));
+    return p;
+}
+
 bool ReadStoredExtProgramIdText(const char* text, int bytes, CRemindInfo::SExtProgramId& id) {
-    char buffer[160];
-    if (text == nullptr || bytes <= 0 || static_cast<size_t>(bytes) >= sizeof buffer) return false;
-    std::memcpy(buffer, text, static_cast<size_t>(bytes));
-    buffer[bytes] = '\0';
-    unsigned eitNumber = 0;
-    int tableId = 0;
-    unsigned duration = 0;
-    unsigned start = 0;
-    if (std::sscanf(
-            buffer,
-            "[{\"cEITNumber\":%u,\"nEITTableId\":%d,\"nUTCDuration\":%u,\"nUTCStartTime\":%u",
-            &eitNumber, &tableId, &duration, &start) != 4 ||
-        eitNumber > 0xFF) {
+    if (text == nullptr || bytes <= 0) return false;
+    const char* const end = text + bytes;
+    uint64_t eitNumber = 0;
+    int32_t tableId = 0;
+    uint64_t duration = 0;
+    uint64_t start = 0;
+    const char* p = ReadLiteral(text, end, "[{\"cEITNumber\":");
+    if (p != nullptr) p = ReadDecimal(p, end, eitNumber);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nEITTableId\":");
+    if (p != nullptr) p = ReadSignedDecimal(p, end, tableId);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCDuration\":");
+    if (p != nullptr) p = ReadDecimal(p, end, duration);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCStartTime\":");
+    if (p != nullptr) p = ReadDecimal(p, end, start);
+    if (p != nullptr) p = ReadLiteral(p, end, "}]\n");
+    if (p != end || eitNumber > 0xFF || duration > 0xFFFFFFFFu || start > 0xFFFFFFFFu) {
         return false;
     }
-    CRemindInfo::SExtProgramId read;
-    read.nUTCStartTime = start;
-    read.nUTCDuration = duration;
-    read.cEITNumber = static_cast<uint8_t>(eitNumber);
-    read.nEITTableId = tableId;
-    const std::string again = ExtProgramIdText(read);
-    if (again.size() != static_cast<size_t>(bytes) ||
-        std::memcmp(again.data(), text, again.size()) != 0) {
-        return false;
-    }
-    id = read;
+    id.nUTCStartTime = static_cast<uint32_t>(start);
+    id.nUTCDuration = static_cast<uint32_t>(duration);
+    id.cEITNumber = static_cast<uint8_t>(eitNumber);
+    id.nEITTableId = tableId;
     return true;
 }
 
@@ -321,12 +381,14 @@ void ExtractJsonColumns(sqlite3_stmt* statement, CRemindInfo& item) {
         reinterpret_cast<const char*>(sqlite3_column_text(statement, kExtProgramIdColumn));
     const int programIdBytes = sqlite3_column_bytes(statement, kExtProgramIdColumn);
     item.m_vCompList.clear();
-    if (IsNoComponentsText(components, componentBytes) &&
+    if ((IsNoComponentsText(components, componentBytes) ||
+         ReadStoredComponentListText(components, componentBytes, item.m_vCompList)) &&
         ReadStoredExtProgramIdText(programId, programIdBytes, item.m_extProgramId)) {
         item.m_nStreamType = sqlite3_column_int(statement, kStreamTypeColumn);
         return;
     }
 
+    item.m_vCompList.clear();
     Json::Value componentValue;
     Json::Value programIdValue;
     bool streamTypeRead = true;
@@ -520,6 +582,7 @@ CDBControl::CDBControl() {
 CDBControl::~CDBControl() {
     REMINDER_LOG("m_pInstance = [%p]", static_cast<void*>(m_pInstance));
     for (int type = 0; type < COMMAND_MAX; ++type) t_FinalizeStmt(static_cast<COMMAND_TYPE>(type));
+    if (m_pDataVersionStmt != nullptr) sqlite3_finalize(m_pDataVersionStmt);
     t_Disconnect();
 }
 
@@ -600,12 +663,14 @@ bool CDBControl::EndTransaction() {
     if (--m_nTransactionDepth > 0) return !m_bTransactionFailed;
     if (m_bTransactionFailed) {
         sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
+        t_ForgetListCache();
         return false;
     }
     const int committed = sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr);
     t_SetStatus(committed);
     if (committed != SQLITE_OK) {
         REMINDER_ERR("COMMIT failed.");
+        t_ForgetListCache();
         // A commit that failed leaves the transaction open on some errors; never keep it.
         if (sqlite3_get_autocommit(m_pDB) == 0) {
             sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -754,6 +819,7 @@ void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
 }
 
 bool CDBControl::t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation) {
+    t_ForgetListCache();
     if (!t_InitializeStmt(type)) return false;
     const CScopeExit finalize([this, type] { t_FinalizeStmt(type); });
     if (item != nullptr && !t_BindDetail(type, *item)) {
@@ -812,11 +878,63 @@ bool CDBControl::AddItem(CRemindInfo& item) {
 }
 
 bool CDBControl::FindItem(const CDBCriteria& criteria, std::vector<CRemindInfo>& out) {
-    std::ostringstream command;
-    command << "SELECT * FROM Items" << criteria.m_sCriteria;
-    m_sCommandStr[COMMAND_SELECT] = command.str();
-    REMINDER_LOG("m_sCommandStr = %s", m_sCommandStr[COMMAND_SELECT].c_str());
-    return t_Select(criteria, out);
+    std::string& command = m_sCommandStr[COMMAND_SELECT];
+    command.assign("SELECT * FROM Items").append(criteria.m_sCriteria);
+    REMINDER_LOG("m_sCommandStr = %s", command.c_str());
+    // Only reads of the whole table are kept: they are the ones every process repeats after
+    // each change of the list.
+    const bool wholeTable = criteria.m_sCriteria.find(" WHERE ") == std::string::npos;
+    if (!wholeTable) return t_Select(criteria, out);
+    if (t_ServeListCache(out)) return !out.empty();
+    const long long version = t_DataVersion();
+    // Records have no move constructor: growing the vector would copy every row read so far.
+    if (out.capacity() < m_nRowsHint) out.reserve(m_nRowsHint);
+    const bool found = t_Select(criteria, out);
+    m_nRowsHint = out.size();
+    if (m_nLastResult == 0 && version >= 0) t_KeepListCache(out, version);
+    return found;
+}
+
+long long CDBControl::t_DataVersion() {
+    if (m_pDB == nullptr) return -1;
+    if (m_pDataVersionStmt == nullptr &&
+        sqlite3_prepare_v2(m_pDB, "PRAGMA data_version", -1, &m_pDataVersionStmt, nullptr) !=
+            SQLITE_OK) {
+        return -1;
+    }
+    long long version = -1;
+    if (sqlite3_step(m_pDataVersionStmt) == SQLITE_ROW) {
+        version = sqlite3_column_int64(m_pDataVersionStmt, 0);
+    }
+    sqlite3_reset(m_pDataVersionStmt);
+    return version;
+}
+
+void CDBControl::t_ForgetListCache() {
+    if (!m_bListCacheValid) return;
+    m_bListCacheValid = false;
+    m_vListCache.clear();
+}
+
+bool CDBControl::t_ServeListCache(std::vector<CRemindInfo>& out) {
+    if (!m_bListCacheValid || m_sListCacheCommand != m_sCommandStr[COMMAND_SELECT]) return false;
+    const long long version = t_DataVersion();
+    if (version < 0 || version != m_nListCacheVersion) {
+        t_ForgetListCache();
+        return false;
+    }
+    REMINDER_ENTRY();  // t_Select's entry line
+    out = m_vListCache;
+    t_SetStatus(SQLITE_DONE);
+    REMINDER_LOG("Select operation success! List size : [%u]", static_cast<unsigned>(out.size()));
+    return true;
+}
+
+void CDBControl::t_KeepListCache(const std::vector<CRemindInfo>& rows, long long version) {
+    m_sListCacheCommand = m_sCommandStr[COMMAND_SELECT];
+    m_vListCache = rows;
+    m_nListCacheVersion = version;
+    m_bListCacheValid = true;
 }
 
 bool CDBControl::UpdateItem(const CDBCriteria& criteria, const CRemindInfo& item) {

@@ -80,6 +80,10 @@ bool CReminderAPIImp::COperation::Commit() {
 
 namespace {
 
+// The country that tells series by their id, and the id of no series.
+constexpr int kCountrySeriesById = 5;
+constexpr uint16_t kNoSeriesId = 0xFFFF;
+
 // The StartTime column as stored: the record's padded start as a signed 32-bit number.
 int32_t StoredStartTime(const CRemindInfo& e) {
     return static_cast<int32_t>(e.m_nEventTime - e.m_nStartMarginTime);
@@ -288,10 +292,17 @@ int CReminderAPIImp::GetRemindItemCnt() {
     std::vector<CRemindInfo> list;
     t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
     // A series counts once, through its base entry; failed single recordings are free.
-    const auto uncounted = std::count_if(list.begin(), list.end(), [](const CRemindInfo& e) {
-        if (e.IsPartOfASeries()) return e.m_nReserveType != REMINDER_RESERVE_SERIES;
-        return e.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED;
-    });
+    // CRemindInfo::IsPartOfASeries asks the television for the country on every call; the
+    // count asks once and applies the same rule (series by id in that one market, by CRID
+    // elsewhere).
+    const bool seriesById = CReminderAPIUtil::GetCountry() == kCountrySeriesById;
+    const auto uncounted =
+        std::count_if(list.begin(), list.end(), [seriesById](const CRemindInfo& e) {
+            const bool partOfASeries =
+                seriesById ? e.m_nSeriesId < kNoSeriesId : !e.m_sSeriesCrid.empty();
+            if (partOfASeries) return e.m_nReserveType != REMINDER_RESERVE_SERIES;
+            return e.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED;
+        });
     return static_cast<int>(list.size()) - static_cast<int>(uncounted);
 }
 

@@ -381,6 +381,17 @@ TEST_F(StoreCodecTest, DamagedRowsReadBackAsTheJsonPathReadThem) {
         "ExtProgramId = '[{\"cEITNumber\":1,\"nEITTableId\":0,\"nUTCDuration\":-2,"
         "\"nUTCStartTime\":3}]\n'",
         "ExtProgramId = '[{\"nUTCStartTime\":1}, 7]', ComponentList = 'null'",
+        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":2,"
+        "\"nStreamContentComponentType\":70000}]\n'",
+        "ComponentList = '[{\"cComponentTag\":01,\"nLanguage\":2,"
+        "\"nStreamContentComponentType\":3}]\n'",
+        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":4294967296,"
+        "\"nStreamContentComponentType\":3}]\n'",
+        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":2,"
+        "\"nStreamContentComponentType\":3},]\n'",
+        "ComponentList = '[{\"cComponentTag\":255,\"nLanguage\":4294967295,"
+        "\"nStreamContentComponentType\":65535},{\"cComponentTag\":0,\"nLanguage\":0,"
+        "\"nStreamContentComponentType\":0}]\n', ExtProgramId = 'null'",
     };
     for (const char* damage : damages) {
         ASSERT_TRUE(
