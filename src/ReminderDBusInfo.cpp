@@ -379,12 +379,13 @@ void CReminderDBusInfo::Subscribe(SReminderEventSlot* slot) {
     link.SetSubscriber(this, slot, context);
     g_main_context_unref(context);
     GObjectPtr<GDBusConnection> connection(link.Connection(&m_pError));
+    guint id = 0;
     if (connection != nullptr) {
-        link.EnsureSubscribed();
+        id = link.EnsureSubscribed();
     } else {
         REMINDER_ERR("Get DBUS connection failed.");
     }
-    REMINDER_LOG("nEvenyID : [%d]", static_cast<int>(m_nSubscriptionId));
+    REMINDER_LOG("nEvenyID : [%d]", static_cast<int>(id));
 }
 
 void CReminderDBusInfo::Refresh() {
