@@ -41,8 +41,9 @@ std::string StoredSynopsis(unsigned long uid) {
 }
 
 // One add and one update while another process holds the file for `holdMs`; the number of
-// acknowledged writes that are not in the file afterwards.
-long WritesLostWhileHeld(int holdMs, bool* added, bool* updated) {
+// acknowledged writes that are not in the file afterwards. `status` is the store status that the
+// update left for this thread.
+long WritesLostWhileHeld(int holdMs, bool* added, bool* updated, int* status) {
     CReminderAPI* api = CReminderAPI::GetInstance();
     CRemindInfo first = Booking("held-first", 1);
     EXPECT_TRUE(api->AddRemindItem(first, false, false));
@@ -55,6 +56,7 @@ long WritesLostWhileHeld(int holdMs, bool* added, bool* updated) {
     CRemindInfo changed = first;
     changed.m_sSynopsis = "changed while held";
     *updated = api->UpdateRemindItemByUid(uid, changed, false, false, false);
+    *status = CReminderAPI::LastStoreError();
     EXPECT_TRUE(locker.Finish());
 
     long lost = 0;
@@ -66,12 +68,14 @@ long WritesLostWhileHeld(int holdMs, bool* added, bool* updated) {
 TEST(FilesTest, HeldHalfASecondWritesSucceedLate) {
     bool added = false;
     bool updated = false;
-    const long lost = WritesLostWhileHeld(500, &added, &updated);
+    int status = -1;
+    const long lost = WritesLostWhileHeld(500, &added, &updated, &status);
     Figure("add_acknowledged", added ? 1 : 0);
     Figure("update_acknowledged", updated ? 1 : 0);
     Figure("acknowledged_writes_lost", lost);
     EXPECT_TRUE(added);
     EXPECT_TRUE(updated);
+    EXPECT_EQ(status, 0);
     EXPECT_EQ(lost, 0);
     EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
 }
@@ -79,12 +83,14 @@ TEST(FilesTest, HeldHalfASecondWritesSucceedLate) {
 TEST(FilesTest, HeldFourAndAHalfSecondsWritesFailAndSaySo) {
     bool added = true;
     bool updated = true;
-    const long lost = WritesLostWhileHeld(4500, &added, &updated);
+    int status = 0;
+    const long lost = WritesLostWhileHeld(4500, &added, &updated, &status);
     Figure("add_acknowledged", added ? 1 : 0);
     Figure("update_acknowledged", updated ? 1 : 0);
     Figure("acknowledged_writes_lost", lost);
     EXPECT_FALSE(added);
     EXPECT_FALSE(updated);
+    EXPECT_NE(status, 0) << "the failure must be told from an empty answer";
     EXPECT_EQ(lost, 0);
     EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
 }
