@@ -55,6 +55,8 @@ public:
     // not read or write". It is kept per thread, so another thread's calls do not change it.
     static int LastStoreError();
 
+    // The process's one change callback (see reminder_register_signal_callback for the rules:
+    // bounded wait for the bus, reconnection after a restart, merged list-changed events).
     bool RegisterEventCB(void (*func)(void*, TReminderEvent*), void* data);
     void UnRegisterEventCB();
     bool AddRemindItem(CRemindInfo& item, bool startFlag, bool notify);
