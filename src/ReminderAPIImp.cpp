@@ -2,6 +2,8 @@
 // store and filters it in memory; the database file is the only state.
 #include "ReminderAPIImp.h"
 
+#include <cmath>
+
 #include "ReminderDBusInfo.h"
 #include "ReminderAPIImpInternal.h"
 
@@ -110,6 +112,17 @@ bool ChannelNumberOrder(const CRemindInfo& a, const CRemindInfo& b) {
 
 bool TableOrder(const CRemindInfo& a, const CRemindInfo& b) {
     return a.m_nUid < b.m_nUid;
+}
+
+// The record as the store reads back the row it was written to: the store keeps every field
+// as it is (its columns are at least as wide as the fields, text is kept byte for byte) but a
+// frequency that is not a number, which it keeps as unknown. Patching the snapshot with this
+// spares reading the row back.
+CRemindInfo AsStored(const CRemindInfo& written, unsigned long uid) {
+    CRemindInfo stored(written);
+    stored.m_nUid = static_cast<uint32_t>(uid);
+    if (!std::isfinite(stored.m_frequency)) stored.m_frequency = -1.0f;
+    return stored;
 }
 
 CDBCriteria OrderCriteria(EOrderByType order) {
@@ -229,12 +242,11 @@ bool CReminderAPIImp::t_AddRemindItem(const CRemindInfo& item, bool startFlag) {
     t_DeleteTimeMarginForBackToBackRecording(&copy);
 
     REMINDER_LOG("Data Operation...Insert");
-    bool result = !db->TransactionFailed() && db->AddItem(copy);
+    const bool result = !db->TransactionFailed() && db->AddItem(copy);
     if (result && m_bSnapshotValid) {
-        // The row as the store reads it back (UID, and every conversion of the columns).
-        std::vector<CRemindInfo> row;
-        result = db->FindItem(ByUid(db->LastInsertUid()), row);
-        if (result) m_PatchSnapshot(row.front().m_nUid, &row.front());
+        const unsigned long uid = db->LastInsertUid();
+        const CRemindInfo stored = AsStored(copy, uid);
+        m_PatchSnapshot(uid, &stored);
     }
     if (!result) db->MarkTransactionFailed();
     return db->EndTransaction() && result;
@@ -244,15 +256,11 @@ bool CReminderAPIImp::t_UpdateRemindItemByUid(unsigned long uid, const CRemindIn
     REMINDER_LOG("Data Operation...Update");
     CDBControl* db = CDBControl::GetInstance();
     if (!db->BeginTransaction()) return false;
-    bool result = db->UpdateItem(ByUid(uid), item);
-    if (result && m_bSnapshotValid) {
-        std::vector<CRemindInfo> row;
-        // No row with that UID (nothing updated) reads back empty without error.
-        if (db->FindItem(ByUid(uid), row)) {
-            m_PatchSnapshot(uid, &row.front());
-        } else if (CDBControl::LastStoreError() != 0) {
-            result = false;
-        }
+    const bool result = db->UpdateItem(ByUid(uid), item);
+    // An update of a UID that no row has changes nothing.
+    if (result && m_bSnapshotValid && FindByUid(m_vSnapshot, uid) != m_vSnapshot.end()) {
+        const CRemindInfo stored = AsStored(item, uid);
+        m_PatchSnapshot(uid, &stored);
     }
     if (!result) db->MarkTransactionFailed();
     return db->EndTransaction() && result;

@@ -350,6 +350,19 @@ TEST_F(StoreCodecTest, RecordsBindTheColumnValuesOfTheJsonPath) {
         }
     }
     ExpectBothReadsAgree();
+    // And a record comes back exactly as it was written (the engine relies on it to keep its
+    // snapshot without reading rows back).
+    std::vector<CRemindInfo> rows;
+    CDBCriteria byUid;
+    byUid.OrderBy(CDBCriteria::CRITERIA_UID);
+    CDBControl::GetInstance()->FindItem(byUid, rows);
+    const std::vector<CRemindInfo> written = ExtremeRecords();
+    ASSERT_EQ(rows.size(), written.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        CRemindInfo expected = written[i];
+        expected.m_nUid = rows[i].m_nUid;
+        EXPECT_EQ(rows[i].Serialize(), expected.Serialize()) << "record " << i;
+    }
 }
 
 TEST_F(StoreCodecTest, DamagedRowsReadBackAsTheJsonPathReadThem) {
