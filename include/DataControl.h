@@ -129,12 +129,18 @@ public:
     void MarkTransactionFailed();
     // The number of open levels; 0 outside any transaction.
     int TransactionDepth() const;
+    // Whether something written in the open transaction has failed (it will roll back).
+    bool TransactionFailed() const;
 
     // The UID SQLite gave the row inserted last on this connection.
     unsigned long LastInsertUid() const;
     // The status of the last store operation of the calling thread: 0 when it succeeded,
-    // otherwise the SQLite result code that made it fail.
+    // otherwise the SQLite result code that made it fail. A transaction counts as one
+    // operation: its first failure is kept until it ends.
     static int LastStoreError();
+    // The result of the last statement on this connection alone: 0, or the SQLite code that
+    // made it fail. Tells a read that failed from one that found nothing.
+    int LastResult() const;
 
     // The file this store opens: the environment's REMINDER_DB_PATH when set, else the
     // television's path.
@@ -148,7 +154,8 @@ private:
     bool t_Connect();
     void t_Disconnect();
     bool t_InitializeStmt(COMMAND_TYPE type);
-    void t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item);
+    // False when a value could not be bound; the statement is then not run.
+    bool t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item);
     int t_Excute(COMMAND_TYPE type);
     void t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item);
     void t_FinalizeStmt(COMMAND_TYPE type);
@@ -162,7 +169,27 @@ private:
     sqlite3* m_pDB = nullptr;
     sqlite3_stmt* m_pStmt[COMMAND_MAX] = {};
     std::string m_sCommandStr[COMMAND_MAX];
+    // Records the outcome of one step of a store operation (see LastStoreError).
+    void t_SetStatus(int result);
+
+    // The last whole-table read, kept to serve the same read again while the file has not
+    // changed: PRAGMA data_version unchanged (no other connection committed) and nothing
+    // written on this connection since (every write, rollback and failed commit forgets it).
+    // The version, or -1 when it cannot be read.
+    long long t_DataVersion();
+    void t_ForgetListCache();
+    bool t_ServeListCache(std::vector<CRemindInfo>& out);
+    void t_KeepListCache(const std::vector<CRemindInfo>& rows, long long version);
+
     int m_nTransactionDepth = 0;
+    int m_nLastResult = 0;
+    sqlite3_stmt* m_pDataVersionStmt = nullptr;
+    bool m_bListCacheValid = false;
+    long long m_nListCacheVersion = -1;
+    std::string m_sListCacheCommand;
+    std::vector<CRemindInfo> m_vListCache;
+    // The number of rows the last whole-table read found: the room a read reserves.
+    size_t m_nRowsHint = 0;
     bool m_bTransactionFailed = false;
 
     static CDBControl* m_pInstance;

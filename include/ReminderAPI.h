@@ -1,5 +1,6 @@
 // CReminderAPI: the facade that applications call. A process-wide singleton that owns the
-// engine and forwards every operation to it under a scoped lock.
+// engine and forwards every operation to it under a scoped lock. Every call is also serialised
+// by a recursive mutex of the library's own, so threads of one process may call it at once.
 #ifndef REMINDER_API_H
 #define REMINDER_API_H
 
@@ -47,11 +48,15 @@ public:
     virtual ~CReminderAPI();
 
     // The status of the last store operation made by the calling thread: 0 when it succeeded,
-    // otherwise the SQLite result code that made it fail. The answers of the operations below
-    // stay as they are (an empty list, false, 0); this tells "nothing there" from "could not
-    // read or write".
+    // otherwise the SQLite result code that made it fail (SQLITE_BUSY when another process held
+    // the file too long, SQLITE_CORRUPT, SQLITE_READONLY, SQLITE_FULL, ...). A changing
+    // operation counts as one: its first failure is reported. The answers of the operations
+    // below stay as they are (an empty list, false, 0); this tells "nothing there" from "could
+    // not read or write". It is kept per thread, so another thread's calls do not change it.
     static int LastStoreError();
 
+    // The process's one change callback (see reminder_register_signal_callback for the rules:
+    // bounded wait for the bus, reconnection after a restart, merged list-changed events).
     bool RegisterEventCB(void (*func)(void*, TReminderEvent*), void* data);
     void UnRegisterEventCB();
     bool AddRemindItem(CRemindInfo& item, bool startFlag, bool notify);

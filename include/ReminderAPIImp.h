@@ -104,9 +104,11 @@ public:
     // One engine operation. The list is read from the store at most once while it lasts: later
     // reads are served from that snapshot, which the t_ primitives keep up to date with the
     // operation's own writes. A writing operation runs in one exclusive transaction; Commit()
-    // ends it and answers whether everything it wrote landed, and an operation left without
-    // Commit() is rolled back. Operations nest: one started inside another (a public operation
-    // that calls another) joins the outer one, and only the outermost commits.
+    // ends it and answers whether everything it wrote landed. An operation left without
+    // Commit() keeps what it wrote unless a write of it failed: then all of it is rolled back.
+    // (Answering false for a reason of its own, after a write that landed, is not a failure of
+    // the store.) Operations nest: one started inside another joins the outer one, and only the
+    // outermost commits.
     class COperation {
     public:
         COperation(CReminderAPIImp& engine, bool writes);
@@ -121,11 +123,12 @@ public:
     private:
         CReminderAPIImp& m_engine;
         bool m_bWrites;
-        bool m_bOutermost = false;
+        bool m_bBegan = false;
         bool m_bDone = false;
     };
 
-    // --- Store primitives: one store call in one transaction; they never notify ---
+    // --- Store primitives: one store call, in the operation's transaction or in one of its
+    // own; they never notify. A write that fails marks the open transaction failed. ---
     void t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderByType order);
     // The same read, answering whether it succeeded: an empty list read without error is true,
     // so callers can tell "nothing stored" from "could not read".
@@ -153,9 +156,15 @@ private:
     int m_AddSplitEventIntoRemindList(CRemindInfo& item, bool startFlag,
                                       std::map<unsigned int, TCProgramData*>& parts);
     void m_DeleteSeriesProgramForSingleEntry(CRemindInfo& item);
-    // The UID SQLite gave the row inserted last (the highest one); REMINDER_INVALID_UID when
-    // the table is empty.
-    unsigned long m_GetNewestUid();
+
+    // The list as the current operation sees it, in start-time order (ties by UID), and
+    // whether it has been read; meaningful only while m_nOperationDepth > 0.
+    void m_ServeSnapshot(std::vector<CRemindInfo>& out, EOrderByType order) const;
+    // Replaces (or adds, or with `remove` drops) the snapshot's row `uid`.
+    void m_PatchSnapshot(unsigned long uid, const CRemindInfo* row);
+    int m_nOperationDepth = 0;
+    bool m_bSnapshotValid = false;
+    std::vector<CRemindInfo> m_vSnapshot;
 
     SReminderEventSlot m_eventSlot;
     CReminderDBusInfo* m_pDBusInfo = nullptr;

@@ -3,7 +3,10 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <memory>
@@ -82,79 +85,6 @@ constexpr const char* kUpdateSql =
     "ProgramCrid = ?50, \tSeriesCrid = ?51, GroupCrid = ?52, Synopsis = ?53, Guidance = ?54, "
     "PrivateData = ?55, ComponentList = ?56, \tExtProgramId = ?57, StreamType = ?58";
 
-// How one column travels between the record's JSON member and SQLite.
-enum class EColumnKind { UInt64, Int, UInt, Double, Bool, Text, JsonText };
-
-struct SColumn {
-    int nIndex;  // column index; parameter ?N carries column N - 1
-    const char* sKey;
-    EColumnKind eKind;
-};
-
-// Columns 2 to 57 in table order. UID (0) and StartTime (1) are not record members and are
-// handled on their own.
-const SColumn kRecordColumns[] = {
-    {2, "m_nServiceId", EColumnKind::UInt64},
-    {3, "m_nServiceProfile", EColumnKind::Int},
-    {4, "m_nChannelType", EColumnKind::UInt},
-    {5, "m_nMajor", EColumnKind::UInt},
-    {6, "m_nMinor", EColumnKind::UInt},
-    {7, "m_nPTC", EColumnKind::UInt},
-    {8, "m_nProgramNumber", EColumnKind::UInt},
-    {9, "m_nTransportStreamId", EColumnKind::UInt},
-    {10, "m_nTimeMargin", EColumnKind::UInt},
-    {11, "m_nDevice", EColumnKind::UInt},
-    {12, "m_nEventId", EColumnKind::UInt},
-    {13, "m_nErrno", EColumnKind::UInt},
-    {14, "m_nSeriesId", EColumnKind::UInt},
-    {15, "m_nExpiredDate", EColumnKind::UInt},
-    {16, "m_nBookingOrder", EColumnKind::UInt},
-    {17, "m_nUTCStartTime", EColumnKind::UInt},
-    {18, "m_nEventTime", EColumnKind::UInt},
-    {19, "m_nStartMarginTime", EColumnKind::UInt},
-    {20, "m_nEndMarginTime", EColumnKind::UInt},
-    {21, "m_nRCTExpiryTime", EColumnKind::UInt},
-    {22, "m_nAddedTime", EColumnKind::UInt},
-    {23, "m_nActivationTime", EColumnKind::UInt},
-    {24, "m_nExpiryTime", EColumnKind::UInt},
-    {25, "m_nPublishedDuration", EColumnKind::UInt},
-    {26, "m_cManualRepeat", EColumnKind::UInt},
-    {27, "m_cContentVersion", EColumnKind::UInt},
-    {28, "m_cGenre", EColumnKind::UInt},
-    {29, "m_nUTCDuration", EColumnKind::UInt},
-    {30, "m_nDuration", EColumnKind::UInt},
-    {31, "m_frequency", EColumnKind::Double},
-    {32, "m_nEpisodeNumber", EColumnKind::Int},
-    {33, "m_nLastEpisodeNumber", EColumnKind::Int},
-    {34, "m_bIsHD", EColumnKind::Bool},
-    {35, "m_bRemoteChannel", EColumnKind::Bool},
-    {36, "m_bAlarmed", EColumnKind::Bool},
-    {37, "m_bRecordingSpaceAlarmed", EColumnKind::Bool},
-    {38, "m_bRecording", EColumnKind::Bool},
-    {39, "m_bUnresolvedConflict", EColumnKind::Bool},
-    {40, "m_bRecommended", EColumnKind::Bool},
-    {41, "m_bRecordListBooking", EColumnKind::Bool},
-    {42, "m_cRepeatLabel", EColumnKind::Int},
-    {43, "m_nSource", EColumnKind::Int},
-    {44, "m_nManual", EColumnKind::Int},
-    {45, "m_nReserveType", EColumnKind::Int},
-    {46, "m_nRepeatType", EColumnKind::Int},
-    {47, "m_sTitle", EColumnKind::Text},
-    {48, "m_sChannelName", EColumnKind::Text},
-    {49, "m_sProgramCrid", EColumnKind::Text},
-    {50, "m_sSeriesCrid", EColumnKind::Text},
-    {51, "m_sGroupCrid", EColumnKind::Text},
-    {52, "m_sSynopsis", EColumnKind::Text},
-    {53, "m_sGuidance", EColumnKind::Text},
-    {54, "m_sPrivateData", EColumnKind::Text},
-    {55, "m_vCompList", EColumnKind::JsonText},
-    {56, "m_extProgramId", EColumnKind::JsonText},
-    {57, "m_nStreamType", EColumnKind::Int},
-};
-
-constexpr int kUidColumn = 0;
-constexpr int kStartTimeParameter = 2;
-
 struct SErrorMessageFree {
     void operator()(char* message) const { sqlite3_free(message); }
 };
@@ -178,6 +108,9 @@ private:
     F m_action;
 };
 
+// The status that LastStoreError reports, one per thread.
+thread_local int t_nLastStoreError = 0;
+
 bool IsBusy(int result) {
     return result == SQLITE_BUSY || result == SQLITE_LOCKED;
 }
@@ -196,71 +129,296 @@ std::pair<int, int> RetryWhileBusy(F attempt) {
     return {result, retries};
 }
 
-void BindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
-    sqlite3_bind_text(statement, parameter, text.data(), static_cast<int>(text.size()),
-                      SQLITE_TRANSIENT);
+int BindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
+    return sqlite3_bind_text64(statement, parameter, text.data(), text.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
 }
 
-void BindColumn(sqlite3_stmt* statement, const SColumn& column, const Json::Value& value) {
-    const int parameter = column.nIndex + 1;
-    switch (column.eKind) {
-        case EColumnKind::UInt64:
-            sqlite3_bind_int64(statement, parameter, static_cast<sqlite3_int64>(value.asUInt64()));
-            break;
-        case EColumnKind::Int:
-            sqlite3_bind_int(statement, parameter, value.asInt());
-            break;
-        case EColumnKind::UInt:
-            sqlite3_bind_int(statement, parameter, static_cast<int>(value.asUInt()));
-            break;
-        case EColumnKind::Double:
-            sqlite3_bind_double(statement, parameter, value.asDouble());
-            break;
-        case EColumnKind::Bool:
-            sqlite3_bind_int(statement, parameter, value.asBool() ? 1 : 0);
-            break;
-        case EColumnKind::Text:
-            BindText(statement, parameter, value.asString());
-            break;
-        case EColumnKind::JsonText:
-            BindText(statement, parameter, Json::FastWriter().write(value));
-            break;
+// Values with SQLite's column and parameter numbering. Parameter ?N carries column N - 1.
+enum EColumn {
+    kUidColumn = 0,
+    kServiceIdColumn = 2,
+    kServiceProfileColumn,
+    kChannelTypeColumn,
+    kFrequencyColumn = 31,
+    kEpisodeNumberColumn,
+    kLastEpisodeNumberColumn,
+    kIsHDColumn,
+    kRepeatLabelColumn = 42,
+    kSourceColumn,
+    kCreationTypeColumn,
+    kReserveTypeColumn,
+    kRepeatTypeColumn,
+    kTitleColumn,
+    kComponentListColumn = 55,
+    kExtProgramIdColumn,
+    kStreamTypeColumn,
+};
+constexpr int kStartTimeParameter = 2;
+
+// Reads an unsigned column the way the record's JSON form always has: SQLite's 32-bit integer,
+// taken as unsigned and narrowed to the field's width.
+template <class T>
+void ReadUnsigned(sqlite3_stmt* statement, int column, T& field) {
+    field = static_cast<T>(static_cast<uint32_t>(sqlite3_column_int(statement, column)));
+}
+
+template <class T>
+int BindUnsigned(sqlite3_stmt* statement, int column, T value) {
+    return sqlite3_bind_int(statement, column + 1, static_cast<int>(static_cast<uint32_t>(value)));
+}
+
+// Calls `visit(column, field)` for each unsigned field of columns 4 to 30.
+template <class Record, class F>
+void ForEachUnsignedField(Record& r, F visit) {
+    visit(4, r.m_nChannelType);
+    visit(5, r.m_nMajor);
+    visit(6, r.m_nMinor);
+    visit(7, r.m_nPTC);
+    visit(8, r.m_nProgramNumber);
+    visit(9, r.m_nTransportStreamId);
+    visit(10, r.m_nTimeMargin);
+    visit(11, r.m_nDevice);
+    visit(12, r.m_nEventId);
+    visit(13, r.m_nErrno);
+    visit(14, r.m_nSeriesId);
+    visit(15, r.m_nExpiredDate);
+    visit(16, r.m_nBookingOrder);
+    visit(17, r.m_nUTCStartTime);
+    visit(18, r.m_nEventTime);
+    visit(19, r.m_nStartMarginTime);
+    visit(20, r.m_nEndMarginTime);
+    visit(21, r.m_nRCTExpiryTime);
+    visit(22, r.m_nAddedTime);
+    visit(23, r.m_nActivationTime);
+    visit(24, r.m_nExpiryTime);
+    visit(25, r.m_nPublishedDuration);
+    visit(26, r.m_cManualRepeat);
+    visit(27, r.m_cContentVersion);
+    visit(28, r.m_cGenre);
+    visit(29, r.m_nUTCDuration);
+    visit(30, r.m_nDuration);
+}
+
+template <class Record, class F>
+void ForEachFlag(Record& r, F visit) {
+    visit(34, r.m_bIsHD);
+    visit(35, r.m_bRemoteChannel);
+    visit(36, r.m_bAlarmed);
+    visit(37, r.m_bRecordingSpaceAlarmed);
+    visit(38, r.m_bRecording);
+    visit(39, r.m_bUnresolvedConflict);
+    visit(40, r.m_bRecommended);
+    visit(41, r.m_bRecordListBooking);
+}
+
+template <class Record, class F>
+void ForEachText(Record& r, F visit) {
+    visit(47, r.m_sTitle);
+    visit(48, r.m_sChannelName);
+    visit(49, r.m_sProgramCrid);
+    visit(50, r.m_sSeriesCrid);
+    visit(51, r.m_sGroupCrid);
+    visit(52, r.m_sSynopsis);
+    visit(53, r.m_sGuidance);
+    visit(54, r.m_sPrivateData);
+}
+
+// The compact JSON text of the component list as the record's JSON form writes that column:
+// "null" for none, members in key order, one line ending in a newline.
+std::string ComponentListText(const std::vector<CRemindInfo::SComponents>& components) {
+    if (components.empty()) return "null\n";
+    std::string text = "[";
+    char buffer[128];
+    for (size_t i = 0; i < components.size(); ++i) {
+        const CRemindInfo::SComponents& c = components[i];
+        const int n = std::snprintf(
+            buffer, sizeof buffer,
+            "%s{\"cComponentTag\":%u,\"nLanguage\":%u,\"nStreamContentComponentType\":%u}",
+            i == 0 ? "" : ",", static_cast<unsigned>(c.cComponentTag),
+            static_cast<unsigned>(c.nLanguage),
+            static_cast<unsigned>(c.nStreamContentComponentType));
+        text.append(buffer, static_cast<size_t>(n));
     }
+    text += "]\n";
+    return text;
 }
 
-std::string ColumnText(sqlite3_stmt* statement, int column) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-    if (text == nullptr) return std::string();
-    return std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+std::string ExtProgramIdText(const CRemindInfo::SExtProgramId& id) {
+    char buffer[160];
+    const int n = std::snprintf(
+        buffer, sizeof buffer,
+        "[{\"cEITNumber\":%u,\"nEITTableId\":%d,\"nUTCDuration\":%u,\"nUTCStartTime\":%u}]\n",
+        static_cast<unsigned>(id.cEITNumber), static_cast<int>(id.nEITTableId),
+        static_cast<unsigned>(id.nUTCDuration), static_cast<unsigned>(id.nUTCStartTime));
+    return std::string(buffer, static_cast<size_t>(n));
 }
 
-void ExtractColumn(sqlite3_stmt* statement, const SColumn& column, Json::Value& root) {
-    const int index = column.nIndex;
-    switch (column.eKind) {
-        case EColumnKind::UInt64:
-            root[column.sKey] = static_cast<Json::UInt64>(sqlite3_column_int64(statement, index));
-            break;
-        case EColumnKind::UInt:
-            root[column.sKey] = static_cast<Json::UInt>(sqlite3_column_int(statement, index));
-            break;
-        case EColumnKind::Int:
-        case EColumnKind::Bool:
-            root[column.sKey] = sqlite3_column_int(statement, index);
-            break;
-        case EColumnKind::Double:
-            root[column.sKey] = sqlite3_column_double(statement, index);
-            break;
-        case EColumnKind::Text:
-            root[column.sKey] = ColumnText(statement, index);
-            break;
-        case EColumnKind::JsonText:
-            if (sqlite3_column_text(statement, index) != nullptr) {
-                // Parsed aside, so a reader that throws leaves no half-built member behind.
-                Json::Value parsed;
-                Json::Reader().parse(ColumnText(statement, index), parsed, true);
-                root[column.sKey] = std::move(parsed);
-            }
-            break;
+// The two JSON columns are read member by member exactly as the record's own JSON reader
+// reads them, so a damaged column stops at the same member with the same exception.
+CRemindInfo::SComponents ComponentFromJson(const Json::Value& object) {
+    CRemindInfo::SComponents component;
+    component.nStreamContentComponentType =
+        static_cast<uint16_t>(object["nStreamContentComponentType"].asUInt());
+    component.cComponentTag = static_cast<uint8_t>(object["cComponentTag"].asUInt());
+    component.nLanguage = object["nLanguage"].asUInt();
+    return component;
+}
+
+void ReadExtProgramId(const Json::Value& object, CRemindInfo::SExtProgramId& id) {
+    id.nUTCStartTime = object["nUTCStartTime"].asUInt();
+    id.nUTCDuration = object["nUTCDuration"].asUInt();
+    id.cEITNumber = static_cast<uint8_t>(object["cEITNumber"].asUInt());
+    id.nEITTableId = object["nEITTableId"].asInt();
+}
+
+// Most rows carry no components and a programme id in the form the store writes: those texts
+// are read without the JSON parser. A text is taken this way only when writing the values read
+// gives it back byte for byte, so the values are exactly what the parser would give.
+bool IsNoComponentsText(const char* text, int bytes) {
+    return text == nullptr || (bytes == 5 && std::memcmp(text, "null\n", 5) == 0);
+}
+
+// Reads an unsigned decimal number at `p` (no sign, no leading zero but "0") into `value`.
+const char* ReadDecimal(const char* p, const char* end, uint64_t& value) {
+    if (p == end || *p < '0' || *p > '9') return nullptr;
+    if (*p == '0' && p + 1 != end && p[1] >= '0' && p[1] <= '9') return nullptr;
+    value = 0;
+    for (; p != end && *p >= '0' && *p <= '9'; ++p) {
+        if (value > 0xFFFFFFFFu) return nullptr;
+        value = value * 10 + static_cast<uint64_t>(*p - '0');
+    }
+    return p;
+}
+
+const char* ReadLiteral(const char* p, const char* end, const char* literal) {
+    const size_t n = std::strlen(literal);
+    if (static_cast<size_t>(end - p) < n || std::memcmp(p, literal, n) != 0) return nullptr;
+    return p + n;
+}
+
+// The component list in the exact form the store writes it, or false.
+bool ReadStoredComponentListText(const char* text, int bytes,
+                                 std::vector<CRemindInfo::SComponents>& out) {
+    if (text == nullptr || bytes < 3) return false;
+    const char* p = text;
+    const char* const end = text + bytes;
+    p = ReadLiteral(p, end, "[");
+    while (p != nullptr) {
+        uint64_t tag = 0;
+        uint64_t language = 0;
+        uint64_t type = 0;
+        p = ReadLiteral(p, end, "{\"cComponentTag\":");
+        if (p != nullptr) p = ReadDecimal(p, end, tag);
+        if (p != nullptr) p = ReadLiteral(p, end, ",\"nLanguage\":");
+        if (p != nullptr) p = ReadDecimal(p, end, language);
+        if (p != nullptr) p = ReadLiteral(p, end, ",\"nStreamContentComponentType\":");
+        if (p != nullptr) p = ReadDecimal(p, end, type);
+        if (p != nullptr) p = ReadLiteral(p, end, "}");
+        if (p == nullptr || tag > 0xFF || language > 0xFFFFFFFFu || type > 0xFFFF) {
+            out.clear();
+            return false;
+        }
+        CRemindInfo::SComponents component;
+        component.cComponentTag = static_cast<uint8_t>(tag);
+        component.nLanguage = static_cast<uint32_t>(language);
+        component.nStreamContentComponentType = static_cast<uint16_t>(type);
+        out.push_back(component);
+        if (end - p == 2 && p[0] == ']' && p[1] == '\n') return true;
+        p = ReadLiteral(p, end, ",");
+    }
+    out.clear();
+    return false;
+}
+
+// Reads an int32 in JSON's decimal form ("-" only before a non-zero number).
+const char* ReadSignedDecimal(const char* p, const char* end, int32_t& value) {
+    const bool negative = p != end && *p == '-';
+    uint64_t magnitude = 0;
+    p = ReadDecimal(negative ? p + 1 : p, end, magnitude);
+    if (p == nullptr || (negative && magnitude == 0)) return nullptr;
+    if (magnitude > (negative ? 0x80000000u : 0x7FFFFFFFu)) return nullptr;
+    value = static_cast<int32_t>(negative ? -static_cast<int64_t>(magnitude)
+                                          : static_cast<int64_t>(magnitude));
+    return p;
+}
+
+bool ReadStoredExtProgramIdText(const char* text, int bytes, CRemindInfo::SExtProgramId& id) {
+    if (text == nullptr || bytes <= 0) return false;
+    const char* const end = text + bytes;
+    uint64_t eitNumber = 0;
+    int32_t tableId = 0;
+    uint64_t duration = 0;
+    uint64_t start = 0;
+    const char* p = ReadLiteral(text, end, "[{\"cEITNumber\":");
+    if (p != nullptr) p = ReadDecimal(p, end, eitNumber);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nEITTableId\":");
+    if (p != nullptr) p = ReadSignedDecimal(p, end, tableId);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCDuration\":");
+    if (p != nullptr) p = ReadDecimal(p, end, duration);
+    if (p != nullptr) p = ReadLiteral(p, end, ",\"nUTCStartTime\":");
+    if (p != nullptr) p = ReadDecimal(p, end, start);
+    if (p != nullptr) p = ReadLiteral(p, end, "}]\n");
+    if (p != end || eitNumber > 0xFF || duration > 0xFFFFFFFFu || start > 0xFFFFFFFFu) {
+        return false;
+    }
+    id.nUTCStartTime = static_cast<uint32_t>(start);
+    id.nUTCDuration = static_cast<uint32_t>(duration);
+    id.cEITNumber = static_cast<uint8_t>(eitNumber);
+    id.nEITTableId = tableId;
+    return true;
+}
+
+// Columns 55 to 57. The JSON columns are parsed as JSON, and a failure ends the record where
+// the record's JSON reader would end it: an exception while parsing leaves the columns after it
+// unread (they read as null: zeros), one while reading the members leaves the members after it
+// as they were.
+void ExtractJsonColumns(sqlite3_stmt* statement, CRemindInfo& item) {
+    const auto* components =
+        reinterpret_cast<const char*>(sqlite3_column_text(statement, kComponentListColumn));
+    const int componentBytes = sqlite3_column_bytes(statement, kComponentListColumn);
+    const auto* programId =
+        reinterpret_cast<const char*>(sqlite3_column_text(statement, kExtProgramIdColumn));
+    const int programIdBytes = sqlite3_column_bytes(statement, kExtProgramIdColumn);
+    item.m_vCompList.clear();
+    if ((IsNoComponentsText(components, componentBytes) ||
+         ReadStoredComponentListText(components, componentBytes, item.m_vCompList)) &&
+        ReadStoredExtProgramIdText(programId, programIdBytes, item.m_extProgramId)) {
+        item.m_nStreamType = sqlite3_column_int(statement, kStreamTypeColumn);
+        return;
+    }
+
+    item.m_vCompList.clear();
+    Json::Value componentValue;
+    Json::Value programIdValue;
+    bool streamTypeRead = true;
+    try {
+        if (components != nullptr) {
+            Json::Value parsed;
+            Json::Reader().parse(std::string(components, static_cast<size_t>(componentBytes)),
+                                 parsed, true);
+            componentValue = std::move(parsed);
+        }
+        if (programId != nullptr) {
+            Json::Value parsed;
+            Json::Reader().parse(std::string(programId, static_cast<size_t>(programIdBytes)),
+                                 parsed, true);
+            programIdValue = std::move(parsed);
+        }
+    } catch (const std::exception& e) {
+        REMINDER_ERR("Exception Handled : %s", e.what());
+        streamTypeRead = false;
+    }
+    try {
+        const Json::Value& componentList = componentValue;
+        for (const Json::Value& component : componentList) {
+            item.m_vCompList.push_back(ComponentFromJson(component));
+        }
+        const Json::Value& programIds = programIdValue;
+        ReadExtProgramId(programIds[0], item.m_extProgramId);
+        item.m_nStreamType = streamTypeRead ? sqlite3_column_int(statement, kStreamTypeColumn) : 0;
+    } catch (const std::exception& e) {
+        REMINDER_ERR("Exception Handled : %s", e.what());
     }
 }
 
@@ -424,6 +582,7 @@ CDBControl::CDBControl() {
 CDBControl::~CDBControl() {
     REMINDER_LOG("m_pInstance = [%p]", static_cast<void*>(m_pInstance));
     for (int type = 0; type < COMMAND_MAX; ++type) t_FinalizeStmt(static_cast<COMMAND_TYPE>(type));
+    if (m_pDataVersionStmt != nullptr) sqlite3_finalize(m_pDataVersionStmt);
     t_Disconnect();
 }
 
@@ -485,6 +644,9 @@ bool CDBControl::BeginTransaction() {
     }
     const auto [result, retries] = RetryWhileBusy(
         [this] { return sqlite3_exec(m_pDB, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr); });
+    // A new transaction starts a new operation for LastStoreError.
+    t_nLastStoreError = result == SQLITE_OK ? 0 : (m_pDB == nullptr ? SQLITE_CANTOPEN : result);
+    m_nLastResult = t_nLastStoreError;
     if (result == SQLITE_OK) {
         if (retries > 0) REMINDER_LOG("Start transaction succeded after: %d attmeps;", retries);
         m_nTransactionDepth = 1;
@@ -501,10 +663,14 @@ bool CDBControl::EndTransaction() {
     if (--m_nTransactionDepth > 0) return !m_bTransactionFailed;
     if (m_bTransactionFailed) {
         sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
+        t_ForgetListCache();
         return false;
     }
-    if (sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    const int committed = sqlite3_exec(m_pDB, "COMMIT", nullptr, nullptr, nullptr);
+    t_SetStatus(committed);
+    if (committed != SQLITE_OK) {
         REMINDER_ERR("COMMIT failed.");
+        t_ForgetListCache();
         // A commit that failed leaves the transaction open on some errors; never keep it.
         if (sqlite3_get_autocommit(m_pDB) == 0) {
             sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -522,12 +688,29 @@ int CDBControl::TransactionDepth() const {
     return m_nTransactionDepth;
 }
 
+bool CDBControl::TransactionFailed() const {
+    return m_nTransactionDepth > 0 && m_bTransactionFailed;
+}
+
+int CDBControl::LastResult() const {
+    return m_nLastResult;
+}
+
+void CDBControl::t_SetStatus(int result) {
+    const int status = (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW)
+                           ? 0
+                           : (m_pDB == nullptr ? SQLITE_CANTOPEN : result);
+    m_nLastResult = status;
+    // Inside a transaction the first failure stands for the whole operation.
+    if (m_nTransactionDepth == 0 || t_nLastStoreError == 0) t_nLastStoreError = status;
+}
+
 unsigned long CDBControl::LastInsertUid() const {
     return m_pDB == nullptr ? 0 : static_cast<unsigned long>(sqlite3_last_insert_rowid(m_pDB));
 }
 
 int CDBControl::LastStoreError() {
-    return 0;
+    return t_nLastStoreError;
 }
 
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
@@ -538,27 +721,52 @@ bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
         if (retries > 0) REMINDER_LOG("Prepare statement succeded after: %d attmeps;", retries);
         return true;
     }
+    t_SetStatus(result);
     REMINDER_ERR("Prepare statement failed. result: [%d]", result);
     t_FinalizeStmt(type);
     return false;
 }
 
-void CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
+bool CDBControl::t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item) {
     sqlite3_stmt* const statement = m_pStmt[type];
-    Json::Value root;
-    if (!Json::Reader().parse(item.Serialize(), root, true)) {
-        REMINDER_ERR("json reader parse data failed!!!");
-        return;
+    // Every value goes straight from the record, with the conversions of its JSON form; text
+    // byte for byte. The first value SQLite refuses fails the statement.
+    int result = sqlite3_bind_int(statement, kStartTimeParameter,
+                                  static_cast<int>(item.m_nEventTime - item.m_nStartMarginTime));
+    auto check = [&result](int bound) {
+        if (result == SQLITE_OK) result = bound;
+    };
+    check(sqlite3_bind_int64(statement, kServiceIdColumn + 1,
+                             static_cast<sqlite3_int64>(item.m_nServiceId)));
+    check(sqlite3_bind_int(statement, kServiceProfileColumn + 1, item.m_nServiceProfile));
+    ForEachUnsignedField(
+        item, [&](int column, auto value) { check(BindUnsigned(statement, column, value)); });
+    // A frequency that is not a number cannot be stored as REAL: it is stored as unknown.
+    const double frequency = static_cast<double>(item.m_frequency);
+    check(sqlite3_bind_double(statement, kFrequencyColumn + 1,
+                              std::isfinite(frequency) ? frequency : -1.0));
+    check(sqlite3_bind_int(statement, kEpisodeNumberColumn + 1, item.m_nEpisodeNumber));
+    check(sqlite3_bind_int(statement, kLastEpisodeNumberColumn + 1, item.m_nLastEpisodeNumber));
+    ForEachFlag(item, [&](int column, bool value) {
+        check(sqlite3_bind_int(statement, column + 1, value ? 1 : 0));
+    });
+    check(sqlite3_bind_int(statement, kRepeatLabelColumn + 1, item.m_cRepeatLabel));
+    check(sqlite3_bind_int(statement, kSourceColumn + 1, item.m_nSource));
+    check(sqlite3_bind_int(statement, kCreationTypeColumn + 1, item.m_nManual));
+    check(
+        sqlite3_bind_int(statement, kReserveTypeColumn + 1, static_cast<int>(item.m_nReserveType)));
+    check(sqlite3_bind_int(statement, kRepeatTypeColumn + 1, static_cast<int>(item.m_nRepeatType)));
+    ForEachText(item, [&](int column, const std::string& text) {
+        check(BindText(statement, column + 1, text));
+    });
+    check(BindText(statement, kComponentListColumn + 1, ComponentListText(item.m_vCompList)));
+    check(BindText(statement, kExtProgramIdColumn + 1, ExtProgramIdText(item.m_extProgramId)));
+    check(sqlite3_bind_int(statement, kStreamTypeColumn + 1, item.m_nStreamType));
+    if (result != SQLITE_OK) {
+        REMINDER_ERR("Bind failed. result: [%d]", result);
+        return false;
     }
-    sqlite3_bind_int(statement, kStartTimeParameter,
-                     static_cast<int>(item.m_nEventTime - item.m_nStartMarginTime));
-    try {
-        for (const SColumn& column : kRecordColumns) {
-            BindColumn(statement, column, root[column.sKey]);
-        }
-    } catch (const std::exception& e) {
-        REMINDER_ERR("Exception Handled : %s", e.what());
-    }
+    return true;
 }
 
 int CDBControl::t_Excute(COMMAND_TYPE type) {
@@ -567,20 +775,40 @@ int CDBControl::t_Excute(COMMAND_TYPE type) {
 
 void CDBControl::t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item) {
     sqlite3_stmt* const statement = m_pStmt[type];
-    Json::Value root;
-    try {
-        root["m_nUid"] = static_cast<Json::UInt>(sqlite3_column_int(statement, kUidColumn));
-        for (const SColumn& column : kRecordColumns) {
-            ExtractColumn(statement, column, root);
+    // Column by column into the record, with the conversions the record's JSON form has always
+    // applied: unsigned fields narrowed through 32 bits, integers to flags, NULL as 0 or as
+    // empty text, REAL to float. Column 1 (StartTime) is derived and not read.
+    item.m_nUid = static_cast<uint32_t>(sqlite3_column_int(statement, kUidColumn));
+    item.m_nServiceId =
+        static_cast<unsigned long long>(sqlite3_column_int64(statement, kServiceIdColumn));
+    item.m_nServiceProfile = sqlite3_column_int(statement, kServiceProfileColumn);
+    ForEachUnsignedField(
+        item, [statement](int column, auto& field) { ReadUnsigned(statement, column, field); });
+    const double frequency = sqlite3_column_double(statement, kFrequencyColumn);
+    item.m_frequency = std::isfinite(frequency) ? static_cast<float>(frequency) : -1.0f;
+    item.m_nEpisodeNumber =
+        static_cast<int16_t>(sqlite3_column_int(statement, kEpisodeNumberColumn));
+    item.m_nLastEpisodeNumber =
+        static_cast<int16_t>(sqlite3_column_int(statement, kLastEpisodeNumberColumn));
+    ForEachFlag(item, [statement](int column, bool& flag) {
+        flag = sqlite3_column_int(statement, column) != 0;
+    });
+    item.m_cRepeatLabel = static_cast<uint8_t>(sqlite3_column_int(statement, kRepeatLabelColumn));
+    item.m_nSource = sqlite3_column_int(statement, kSourceColumn);
+    item.m_nManual = sqlite3_column_int(statement, kCreationTypeColumn);
+    item.m_nReserveType =
+        static_cast<EReserveType>(sqlite3_column_int(statement, kReserveTypeColumn));
+    item.m_nRepeatType =
+        static_cast<EReminderRepeatType>(sqlite3_column_int(statement, kRepeatTypeColumn));
+    ForEachText(item, [statement](int column, std::string& text) {
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        if (bytes == nullptr) {
+            text.clear();
+        } else {
+            text.assign(bytes, static_cast<size_t>(sqlite3_column_bytes(statement, column)));
         }
-    } catch (const std::exception& e) {
-        REMINDER_ERR("Exception Handled : %s", e.what());
-    }
-    try {
-        item.Deserialize(Json::FastWriter().write(root));
-    } catch (const std::exception& e) {
-        REMINDER_ERR("Exception Handled : %s", e.what());
-    }
+    });
+    ExtractJsonColumns(statement, item);
 }
 
 void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
@@ -591,10 +819,17 @@ void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
 }
 
 bool CDBControl::t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation) {
+    t_ForgetListCache();
     if (!t_InitializeStmt(type)) return false;
     const CScopeExit finalize([this, type] { t_FinalizeStmt(type); });
-    if (item != nullptr) t_BindDetail(type, *item);
+    if (item != nullptr && !t_BindDetail(type, *item)) {
+        // A row of NULLs is never written in place of the record.
+        t_SetStatus(SQLITE_MISMATCH);
+        REMINDER_ERR("%s operation failed! Result code : [%d]", operation, SQLITE_MISMATCH);
+        return false;
+    }
     const int result = t_Excute(type);
+    t_SetStatus(result);
     if (result != SQLITE_DONE) {
         REMINDER_ERR("%s operation failed! Result code : [%d]", operation, result);
         return false;
@@ -625,11 +860,11 @@ bool CDBControl::t_Select(const CDBCriteria& /*criteria*/, std::vector<CRemindIn
     out.clear();
     int result = t_Excute(COMMAND_SELECT);
     while (result == SQLITE_ROW) {
-        CRemindInfo record;
-        t_ExtractDetail(COMMAND_SELECT, record);
-        out.push_back(record);
+        out.emplace_back();
+        t_ExtractDetail(COMMAND_SELECT, out.back());
         result = t_Excute(COMMAND_SELECT);
     }
+    t_SetStatus(result);
     if (result != SQLITE_DONE) {
         REMINDER_ERR("Select operation failed! Result code : [%d]", result);
         return false;
@@ -643,11 +878,63 @@ bool CDBControl::AddItem(CRemindInfo& item) {
 }
 
 bool CDBControl::FindItem(const CDBCriteria& criteria, std::vector<CRemindInfo>& out) {
-    std::ostringstream command;
-    command << "SELECT * FROM Items" << criteria.m_sCriteria;
-    m_sCommandStr[COMMAND_SELECT] = command.str();
-    REMINDER_LOG("m_sCommandStr = %s", m_sCommandStr[COMMAND_SELECT].c_str());
-    return t_Select(criteria, out);
+    std::string& command = m_sCommandStr[COMMAND_SELECT];
+    command.assign("SELECT * FROM Items").append(criteria.m_sCriteria);
+    REMINDER_LOG("m_sCommandStr = %s", command.c_str());
+    // Only reads of the whole table are kept: they are the ones every process repeats after
+    // each change of the list.
+    const bool wholeTable = criteria.m_sCriteria.find(" WHERE ") == std::string::npos;
+    if (!wholeTable) return t_Select(criteria, out);
+    if (t_ServeListCache(out)) return !out.empty();
+    const long long version = t_DataVersion();
+    // Records have no move constructor: growing the vector would copy every row read so far.
+    if (out.capacity() < m_nRowsHint) out.reserve(m_nRowsHint);
+    const bool found = t_Select(criteria, out);
+    m_nRowsHint = out.size();
+    if (m_nLastResult == 0 && version >= 0) t_KeepListCache(out, version);
+    return found;
+}
+
+long long CDBControl::t_DataVersion() {
+    if (m_pDB == nullptr) return -1;
+    if (m_pDataVersionStmt == nullptr &&
+        sqlite3_prepare_v2(m_pDB, "PRAGMA data_version", -1, &m_pDataVersionStmt, nullptr) !=
+            SQLITE_OK) {
+        return -1;
+    }
+    long long version = -1;
+    if (sqlite3_step(m_pDataVersionStmt) == SQLITE_ROW) {
+        version = sqlite3_column_int64(m_pDataVersionStmt, 0);
+    }
+    sqlite3_reset(m_pDataVersionStmt);
+    return version;
+}
+
+void CDBControl::t_ForgetListCache() {
+    if (!m_bListCacheValid) return;
+    m_bListCacheValid = false;
+    m_vListCache.clear();
+}
+
+bool CDBControl::t_ServeListCache(std::vector<CRemindInfo>& out) {
+    if (!m_bListCacheValid || m_sListCacheCommand != m_sCommandStr[COMMAND_SELECT]) return false;
+    const long long version = t_DataVersion();
+    if (version < 0 || version != m_nListCacheVersion) {
+        t_ForgetListCache();
+        return false;
+    }
+    REMINDER_ENTRY();  // t_Select's entry line
+    out = m_vListCache;
+    t_SetStatus(SQLITE_DONE);
+    REMINDER_LOG("Select operation success! List size : [%u]", static_cast<unsigned>(out.size()));
+    return true;
+}
+
+void CDBControl::t_KeepListCache(const std::vector<CRemindInfo>& rows, long long version) {
+    m_sListCacheCommand = m_sCommandStr[COMMAND_SELECT];
+    m_vListCache = rows;
+    m_nListCacheVersion = version;
+    m_bListCacheValid = true;
 }
 
 bool CDBControl::UpdateItem(const CDBCriteria& criteria, const CRemindInfo& item) {

@@ -18,12 +18,21 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
         return false;
     }
 
+    // The whole add is one exclusive transaction: the count, the checks and the inserts see
+    // the same list, and no other process can store a booking in between.
+    COperation op(*this, true);
+    if (!op.Ok()) return false;
+
     std::vector<CRemindInfo> list;
+    if (!t_ReadScheduledList(list, REM_ORDER_BY_START_TIME)) {
+        // Without the list the limit cannot be checked: refuse rather than overfill it.
+        REMINDER_ERR("Reading the list failed, booking refused.");
+        return false;
+    }
     const int count = GetRemindItemCnt();
     if (count > kMaxListCount - 1) {
         // A recording whose time has come is about to leave the list, so a full list may take
         // exactly one more booking while one is waiting.
-        t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
         const bool hasReadyItem = std::any_of(list.begin(), list.end(), [](const CRemindInfo& e) {
             return e.m_nReserveType == REMINDER_RESERVE_RECORDING_READY;
         });
@@ -31,12 +40,11 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
     }
 
     if (IsCridPlaceholder(item)) {
-        t_AddRemindItem(item, startFlag);
+        if (!t_AddRemindItem(item, startFlag) || !op.Commit()) return false;
         if (notify) db->Notify();
         return true;
     }
 
-    t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
     const bool newIsRecording = m_FlagReserveTypeIsForRecording(item.m_nReserveType);
     for (const CRemindInfo& e : list) {
         if (IsCridPlaceholder(e)) continue;
@@ -54,7 +62,7 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
             } else if (newIsRecording && (item.CompareEvent(e) || item.IsConflict(e))) {
                 // A plain recording supersedes the record-list booking it meets.
                 REMINDER_LOG("replace with manual booking");
-                t_DeleteRemindItemByUid(e.m_nUid);
+                if (!t_DeleteRemindItemByUid(e.m_nUid)) return false;
                 continue;
             }
         }
@@ -65,11 +73,12 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
         }
         if (e.m_nReserveType == REMINDER_RESERVE_VIEWING && IsPlainRecording(item) &&
             item.CompareEvent(e)) {
-            t_DeleteRemindItemByUid(e.m_nUid);
+            if (!t_DeleteRemindItemByUid(e.m_nUid)) return false;
         }
     }
 
     m_DeleteSeriesProgramForSingleEntry(item);
+    if (!op.Ok()) return false;
 
     if (item.m_nReserveType == REMINDER_RESERVE_RECORDING_MONITORED) {
         TCProgramId id;
@@ -79,20 +88,24 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
             REMINDER_LOG("mProgramList size : [%d]", static_cast<int>(parts.size()));
             std::map<unsigned int, TCProgramData*> copy(parts);
             const int result = m_AddSplitEventIntoRemindList(item, startFlag, copy);
+            if (result == 0 || !op.Commit()) return false;
             if (notify) db->Notify();
-            return result != 0;
+            return true;
         }
     }
 
     if (item.m_nReserveType != REMINDER_RESERVE_SERIES) {
-        t_AddRemindItem(item, false);
+        if (!t_AddRemindItem(item, false)) return false;
         REMINDER_LOG("Reminder item = %s", item.ToString().c_str());
+        if (!op.Commit()) return false;
         if (notify) db->Notify();
         return true;
     }
 
-    // A series booking: the base entry first, then every episode the guide knows of.
-    t_AddRemindItem(item, false);
+    // A series booking: the base entry first, then every episode the guide knows of. An
+    // episode refused by its own checks does not change the result; one whose write failed
+    // fails the whole booking.
+    if (!t_AddRemindItem(item, false)) return false;
     TCProgramId id;
     item.CopyDetailsInto(id);
     TCProgramData own;
@@ -103,6 +116,7 @@ bool CReminderAPIImp::AddRemindItem(CRemindInfo& item, bool startFlag, bool noti
     for (const auto& entry : episodes) {
         if (entry.second != nullptr) AddSeriesProgram(*entry.second, false);
     }
+    if (!op.Commit()) return false;
     if (notify) db->Notify();
     return true;
 }
@@ -127,8 +141,13 @@ bool CReminderAPIImp::AddSeriesProgram(const TCProgramData& program, bool notify
         return false;
     }
 
+    COperation op(*this, true);
+    if (!op.Ok()) return false;
     std::vector<CRemindInfo> list;
-    t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
+    if (!t_ReadScheduledList(list, REM_ORDER_BY_START_TIME)) {
+        REMINDER_ERR("Reading the list failed, booking refused.");
+        return false;
+    }
     const std::string programCrid = episode.ProgramCrid();
     for (const CRemindInfo& e : list) {
         // The base entry and failed recordings do not book an episode.
@@ -146,8 +165,9 @@ bool CReminderAPIImp::AddSeriesProgram(const TCProgramData& program, bool notify
 
     const bool result = t_AddRemindItem(episode, false);
     REMINDER_LOG("Reminder item = %s", episode.ToString().c_str());
+    if (!result || !op.Commit()) return false;
     if (notify) CDBControl::GetInstance()->Notify();
-    return result;
+    return true;
 }
 
 int CReminderAPIImp::m_AddSplitEventIntoRemindList(CRemindInfo& item, bool startFlag,
@@ -176,12 +196,11 @@ int CReminderAPIImp::m_AddSplitEventIntoRemindList(CRemindInfo& item, bool start
 
         result = t_AddRemindItem(r, startFlag) ? 1 : 0;
         if (result == 0) {
-            // The insert does not write the new UID back into the record, so the parts of this
-            // call are known only by the UIDs read back from the store after each insert.
             for (const unsigned long uid : added) t_DeleteRemindItemByUid(uid);
             return 0;
         }
-        added.push_back(m_GetNewestUid());
+        // The insert stores a copy; the row it made is known by the UID SQLite gave it.
+        added.push_back(CDBControl::GetInstance()->LastInsertUid());
     }
     return result;
 }
@@ -199,7 +218,7 @@ void CReminderAPIImp::t_DeleteTimeMarginForBackToBackRecording(CRemindInfo* item
         if (e.m_nEventTime == item->m_nEventTime + item->m_nDuration) {
             e.m_nStartMarginTime = 0;
             item->m_nEndMarginTime = 0;
-            t_UpdateRemindItemByUid(e.m_nUid, e);
+            t_UpdateRemindItemByUid(e.m_nUid, e);  // a failure marks the operation failed
             REMINDER_LOG("End margin of booking program is removed.");
         } else if (item->m_nEventTime == e.m_nEventTime + e.m_nDuration) {
             e.m_nEndMarginTime = 0;

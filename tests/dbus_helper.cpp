@@ -66,9 +66,11 @@ int Survive() {
     int heard = 0;
     reminder_register_signal_callback(
         [](void* data, TReminderEvent*) { ++*static_cast<int*>(data); }, &heard);
-    // The library's shared connection, held to see when GDBus notices that the bus is gone.
+    // A connection of our own, held to see when GDBus notices that the bus is gone.
     GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     if (bus == nullptr || !StoreChange()) return 1;
+    // Our own probe would otherwise end the process when the bus goes.
+    g_dbus_connection_set_exit_on_close(bus, FALSE);
     if (!Iterate([&] { return heard > 0; }, 10000)) return 1;
     std::cout << "ready" << std::endl;
 
