@@ -63,7 +63,8 @@ int reminder_send_event(const TReminderEvent* event);
 
 /* --- One item --- */
 
-/* Books `item` after checking it against the list; on success the item carries its new UID.
+/* Books a copy of `item` after checking it against the list; the stored copy gets its UID (find
+ * it with reminder_get_remind_item_by_type).
  * `start_flag` (non-zero): the item is being started now. `notify`: announce the change. */
 int reminder_add_remind_item(remind_info_type_s* item, int start_flag, int notify);
 /* Fills `out` with the stored item of that UID. */
