@@ -168,11 +168,6 @@ int reminder_get_start_time_is_same_viewing_items(const remind_info_type_s* item
 /* Whether booking `item` would take a tuner the stored bookings need; only the number of
  * conflicting items is written. */
 int reminder_exist_conflicts(const remind_info_type_s* item, int* count);
-/* Whether `item` conflicts with stored items other than the `exclusion_count` items of
- * `exclusions` (matched by UID); `flag` is handed on to the overlap search. */
-int reminder_exist_conflicts_with_exclusions(const remind_info_type_s* item,
-                                             remind_info_type_s* const* exclusions,
-                                             int exclusion_count, int flag);
 
 /* Kinds of alternative broadcasts: the index into the arrays of reminder_exist_alternatives
  * is the ERemAlterativeType value. */

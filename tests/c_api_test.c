@@ -341,6 +341,11 @@ static void test_booking_life(void) {
     CHECK(text_is(reminder_info_get_title(found), "Talkrunde spezial"));
     reminder_info_list_free(list, count);
 
+    /* A record of the same service and time finds the stored booking. */
+    CHECK(reminder_find_remind_item(quiz, found) == 1);
+    CHECK(reminder_info_uid(found) == quiz_uid);
+    CHECK(reminder_flag_reminder_list_is_full() == 0);
+
     /* Nothing of that kind: an answer of 1, a count of 0 and the array pointer left alone. */
     list = untouched;
     count = -1;
