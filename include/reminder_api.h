@@ -101,9 +101,11 @@ int reminder_delete_all_remind_item(void);
 int reminder_delete_expired_item(void);
 /* Moves past repeating items to their next occurrence and removes the other past ones. */
 int reminder_delete_past_remind_item(void);
-/* Deletes the items matching `value`, read as the key `type` names (a service id as unsigned
- * long long, a channel, a reserve type as int, a CRID as a C string, ...), on channels of
- * `channel_type`; `flag` is handed on to the scheduler. */
+/* Deletes the stored items whose key `type` matches `*value`, on channels of `channel_type`
+ * (REMINDER_CHANNEL_TYPE_ALL: any); `value` points to an unsigned long long service id
+ * (REM_DELETE_BY_SERVICE_ID), two unsigned shorts major and minor (REM_DELETE_BY_CHANNEL), an int
+ * (reserve type, source, stream type) or a C string (the CRID keys, compared ignoring case).
+ * `flag` is handed on to the scheduler. */
 int reminder_delete_matching_remind_items(EDeleteType type, const void* value,
                                           EChannelType channel_type, int flag);
 int reminder_delete_recording_item(void);
@@ -142,8 +144,9 @@ unsigned long reminder_get_start_time(unsigned long start, EReminderRepeatType t
 
 /* --- Lookups by CRID (compared ignoring case) --- */
 
-/* The stored group subscription (series base entry) of that CRID, copied into `out`. */
+/* The stored group subscription of that group CRID, copied into `out`. */
 int reminder_find_group_booking(const char* crid, remind_info_type_s* out);
+/* The stored base entry of that series CRID, copied into `out`. */
 int reminder_find_series_booking(const char* crid, remind_info_type_s* out);
 /* Whether a booking of that programme CRID is stored; copied into `out` unless it is NULL. */
 int reminder_is_program_scheduled(const char* crid, remind_info_type_s* out);

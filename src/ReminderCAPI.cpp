@@ -272,8 +272,13 @@ int reminder_delete_past_remind_item(void) {
 
 int reminder_delete_matching_remind_items(EDeleteType type, const void* value,
                                           EChannelType channel_type, int flag) {
+    if (value == nullptr) return 0;
     return WithApi([=](CReminderAPI& api) {
-        return api.DeleteMatchingRemindItems(type, value, channel_type, flag != 0);
+        // The scheduler reads CRID keys as string objects; C callers give C strings.
+        const bool byCrid = type == REM_DELETE_BY_PROGRAM_CRID ||
+                            type == REM_DELETE_BY_GROUP_CRID || type == REM_DELETE_BY_SERIES_CRID;
+        const std::string crid = byCrid ? static_cast<const char*>(value) : "";
+        return api.DeleteMatchingRemindItems(type, byCrid ? &crid : value, channel_type, flag != 0);
     });
 }
 
