@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderAPIImp.h"
 #include "ReminderTypes.h"
@@ -41,7 +42,7 @@ private:
     CReminderMutex m_mutex;
 };
 
-class CReminderAPI {
+class REMINDER_EXPORT CReminderAPI {
 public:
     static CReminderAPI* GetInstance();
     virtual ~CReminderAPI();

@@ -8,6 +8,7 @@
 #ifndef REMIND_INFO_C_H
 #define REMIND_INFO_C_H
 
+#include "ReminderExport.h"
 #include "ReminderTypes.h"
 
 #ifdef __cplusplus
@@ -16,8 +17,8 @@ extern "C" {
 
 typedef struct remind_info_type_s remind_info_type_s;
 
-remind_info_type_s* reminder_info_add(void);
-void reminder_info_del(remind_info_type_s* handle);
+REMINDER_EXPORT remind_info_type_s* reminder_info_add(void);
+REMINDER_EXPORT void reminder_info_del(remind_info_type_s* handle);
 
 #ifdef __cplusplus
 }

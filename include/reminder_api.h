@@ -11,6 +11,7 @@
 #ifndef REMINDER_API_C_H
 #define REMINDER_API_C_H
 
+#include "ReminderExport.h"
 #include "ReminderTypes.h"
 
 #ifdef __cplusplus
@@ -21,14 +22,14 @@ typedef void (*reminder_signal_cb)(void* data, TReminderEvent* event);
 
 /* Registers the process's one change callback, replacing an earlier one. 1 on success (also
  * when no bus is reachable: no events will arrive then), 0 without a scheduler. */
-int reminder_register_signal_callback(reminder_signal_cb func, void* data);
+REMINDER_EXPORT int reminder_register_signal_callback(reminder_signal_cb func, void* data);
 /* Drops the callback; later events are received and ignored. */
-int reminder_unregister_signal_callback(void);
+REMINDER_EXPORT int reminder_unregister_signal_callback(void);
 /* The same two under the names another group of clients uses. */
-int reminder_e_register_signal_callback(reminder_signal_cb func, void* data);
-int reminder_e_unregister_signal_callback(void);
+REMINDER_EXPORT int reminder_e_register_signal_callback(reminder_signal_cb func, void* data);
+REMINDER_EXPORT int reminder_e_unregister_signal_callback(void);
 /* Broadcasts `event` unchanged to every registered process. Non-zero when it was sent. */
-int reminder_send_event(const TReminderEvent* event);
+REMINDER_EXPORT int reminder_send_event(const TReminderEvent* event);
 
 #ifdef __cplusplus
 }
