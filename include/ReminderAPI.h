@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderAPIImp.h"
 #include "ReminderTypes.h"
@@ -41,7 +42,7 @@ private:
     CReminderMutex m_mutex;
 };
 
-class CReminderAPI {
+class REMINDER_EXPORT CReminderAPI {
 public:
     static CReminderAPI* GetInstance();
     virtual ~CReminderAPI();
@@ -51,6 +52,12 @@ public:
     // stay as they are (an empty list, false, 0); this tells "nothing there" from "could not
     // read or write".
     static int LastStoreError();
+    // Why the calling thread's last operation failed or refused, as the library logged it: the
+    // message of the last failure line written on this thread since that operation began
+    // ("Failed, Already booked.", "TV does not support PVR, schedule recording failed.", ...).
+    // Empty when it logged none (a refusal without a logged reason, such as a full list).
+    // Read it right after the call that answered false: the next operation starts it afresh.
+    static std::string LastRefusal();
 
     bool RegisterEventCB(void (*func)(void*, TReminderEvent*), void* data);
     void UnRegisterEventCB();

@@ -6,13 +6,14 @@
 #include <ctime>
 #include <string>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderTypes.h"
 #include "TCProgramData.h"
 #include "TCServiceData.h"
 #include "TVServiceAPI.h"
 
-class CReminderAPIUtil {
+class REMINDER_EXPORT CReminderAPIUtil {
 public:
     using ProgramMonitorCallback = void (*)(EProgramChangeType type, TCProgramData* program,
                                             void* data);
@@ -32,7 +33,7 @@ public:
     // Calendar check of a tm holding a full year and a 1-based month.
     static bool m_IsValidDate(struct tm* tm);
     static unsigned long m_CalculateManualScheduleOffset(struct tm* datatime, struct tm* time,
-                                                        int week, unsigned char inputDay);
+                                                         int week, unsigned char inputDay);
     // Next start of a repeating item at the time of day of `start`; 0 on error.
     static unsigned long GetStartTime(unsigned long start, EReminderRepeatType type,
                                       unsigned char weekdays, bool skipToday);
