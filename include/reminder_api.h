@@ -170,7 +170,8 @@ REMINDER_EXPORT int reminder_get_remind_items_for_crid(const char* crid, int* co
 REMINDER_EXPORT int reminder_get_overlapping_remind_items(const remind_info_type_s* item,
                                                           int* count, remind_info_type_s*** list);
 REMINDER_EXPORT int reminder_get_current_recording_items(int* count, remind_info_type_s*** list);
-/* The stored items other than `item` that start when it starts. */
+/* The stored items that start when `item` starts, except one equal to `item` in every field
+ * (pass the stored record, as a list hands it out, to leave the booking itself out). */
 REMINDER_EXPORT int reminder_get_start_time_is_same_items(const remind_info_type_s* item,
                                                           int* count, remind_info_type_s*** list);
 /* As above, only the viewing reminders (reserve type 0). */
