@@ -485,6 +485,7 @@ int main(void) {
     test_booking_life();
     test_empty_lists();
     test_helpers();
+    remove(db);
 
     if (failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", failures);
