@@ -6,12 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
 
-class CDBCriteria {
+class REMINDER_EXPORT CDBCriteria {
 public:
     // Column index in the Items table.
     enum CRITERIA_TYPE {
@@ -94,7 +95,7 @@ public:
     std::vector<std::string> m_vColumnNames;
 };
 
-class CDBControl {
+class REMINDER_EXPORT CDBControl {
 public:
     enum COMMAND_TYPE {
         COMMAND_INSERT = 0,

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "ReminderTypes.h"
 
 class TCProgramData;
@@ -26,7 +27,7 @@ public:
     virtual unsigned int MarshalledSize() const = 0;
 };
 
-class CRemindInfo {
+class REMINDER_EXPORT CRemindInfo {
 public:
     struct SComponents {
         uint16_t nStreamContentComponentType = 0;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderAPIImp.h"
 #include "ReminderTypes.h"
@@ -42,7 +43,7 @@ private:
     CReminderMutex m_mutex;
 };
 
-class CReminderAPI {
+class REMINDER_EXPORT CReminderAPI {
 public:
     static CReminderAPI* GetInstance();
     virtual ~CReminderAPI();
@@ -54,6 +55,12 @@ public:
     // below stay as they are (an empty list, false, 0); this tells "nothing there" from "could
     // not read or write". It is kept per thread, so another thread's calls do not change it.
     static int LastStoreError();
+    // Why the calling thread's last operation failed or refused, as the library logged it: the
+    // message of the last failure line written on this thread since that operation began
+    // ("Failed, Already booked.", "TV does not support PVR, schedule recording failed.", ...).
+    // Empty when it logged none (a refusal without a logged reason, such as a full list).
+    // Read it right after the call that answered false: the next operation starts it afresh.
+    static std::string LastRefusal();
 
     // The process's one change callback (see reminder_register_signal_callback for the rules:
     // bounded wait for the bus, reconnection after a restart, merged list-changed events).

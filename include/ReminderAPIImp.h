@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderTypes.h"
 #include "TCProgramData.h"
@@ -23,7 +24,7 @@ struct SReminderEventSlot {
     void* pData = nullptr;
 };
 
-class CReminderAPIImp {
+class REMINDER_EXPORT CReminderAPIImp {
 public:
     CReminderAPIImp();
     virtual ~CReminderAPIImp();

@@ -7,13 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "ReminderExport.h"
 #include "RemindInfo.h"
 #include "ReminderTypes.h"
 #include "TCProgramData.h"
 #include "TCServiceData.h"
 #include "TVServiceAPI.h"
 
-class CReminderAPIUtil {
+class REMINDER_EXPORT CReminderAPIUtil {
 public:
     using ProgramMonitorCallback = void (*)(EProgramChangeType type, TCProgramData* program,
                                             void* data);
@@ -84,7 +85,8 @@ public:
     static int GetMaxItemCnt();
     static void m_SwitchPowerStateFromPictureOffToNormal();
     static bool FlagAppExist(const std::string& appId);
-    // `length` 16-bit code units, read high byte first, as UTF-8.
+    // The 2 x `length` bytes at `text`, as they lie in memory, read as UTF-16BE, as UTF-8. An
+    // invalid sequence ends the text there.
     static std::string UnicodeToUTF8(unsigned int length, unsigned short* text);
     static std::string LowerCase(const std::string& text);
     // 0 when equal ignoring case.

@@ -19,7 +19,23 @@ std::recursive_mutex& EngineMutex() {
     return mutex;
 }
 
-using CEngineGuard = std::lock_guard<std::recursive_mutex>;
+thread_local int t_facadeDepth = 0;
+
+// Serialises one facade call. The outermost call of a thread also starts its refusal text
+// afresh, so LastRefusal() tells of the last call the application made, not of the calls it
+// made inside (a conflict check re-entering the facade).
+class CEngineGuard {
+public:
+    explicit CEngineGuard(std::recursive_mutex& mutex) : m_lock(mutex) {
+        if (t_facadeDepth++ == 0) reminder::ForgetLastFailure();
+    }
+    CEngineGuard(const CEngineGuard&) = delete;
+    CEngineGuard& operator=(const CEngineGuard&) = delete;
+    ~CEngineGuard() { --t_facadeDepth; }
+
+private:
+    std::lock_guard<std::recursive_mutex> m_lock;
+};
 
 }  // namespace
 

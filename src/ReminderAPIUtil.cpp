@@ -531,12 +531,8 @@ bool CReminderAPIUtil::FlagAppExist(const std::string& appId) {
 
 std::string CReminderAPIUtil::UnicodeToUTF8(unsigned int length, unsigned short* text) {
     REMINDER_ENTRY();
-    // Big-endian bytes whatever the host's byte order, to match the converter's source form.
-    std::vector<char> input(2 * static_cast<size_t>(length));
-    for (unsigned int i = 0; i < length && text != nullptr; ++i) {
-        input[2 * i] = static_cast<char>((text[i] >> 8) & 0xFF);
-        input[2 * i + 1] = static_cast<char>(text[i] & 0xFF);
-    }
+    // The units are taken as the bytes lie in memory, high byte first, as a broadcast carries
+    // them; the caller does not swap them on a little-endian host.
     const iconv_t cd = iconv_open("UTF-8", "UTF-16BE");
     if (cd == reinterpret_cast<iconv_t>(-1)) {
         REMINDER_ERR("Iconv open failed");
@@ -545,11 +541,12 @@ std::string CReminderAPIUtil::UnicodeToUTF8(unsigned int length, unsigned short*
     const IconvHandle converter(cd);
     // Room for a terminating zero even when every unit takes the most bytes.
     std::vector<char> output(4 * static_cast<size_t>(length) + 1, '\0');
-    char* in = input.data();
-    size_t inLeft = input.size();
+    char* in = reinterpret_cast<char*>(text);
+    size_t inLeft = text == nullptr ? 0 : 2 * static_cast<size_t>(length);
     char* out = output.data();
     size_t outLeft = output.size() - 1;
     if (iconv(cd, &in, &inLeft, &out, &outLeft) == static_cast<size_t>(-1)) {
+        // What was converted before the faulty sequence is kept.
         REMINDER_ERR("Iconv excute failed : [%d]", errno);
     }
     return std::string(output.data());

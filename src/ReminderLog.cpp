@@ -27,6 +27,9 @@ std::string FormatMessage(const char* fmt, va_list args) {
     return std::string(buffer.data(), static_cast<size_t>(needed));
 }
 
+// Per thread: the message of the last failure line since the last entry line.
+thread_local std::string t_lastFailure;
+
 }  // namespace
 
 void Log(int logId, const char* file, const char* function, int line, const char* fmt, ...) {
@@ -36,6 +39,20 @@ void Log(int logId, const char* file, const char* function, int line, const char
     va_end(args);
     __dlog_print(static_cast<log_id_t>(logId), kLogPriority, kLogTag, "%s: %s(%d) > %s",
                  BaseName(file), function, line, message.c_str());
+    if (logId == kLogSystem) t_lastFailure = message;
+}
+
+void ForgetLastFailure() {
+    t_lastFailure.clear();
+}
+
+void LogEntry(const char* file, const char* function, int line) {
+    __dlog_print(static_cast<log_id_t>(kLogMain), kLogPriority, kLogTag, "%s: %s(%d) > ",
+                 BaseName(file), function, line);
+}
+
+const std::string& LastFailureMessage() {
+    return t_lastFailure;
 }
 
 }  // namespace reminder

@@ -1,6 +1,7 @@
 // Device and application probes, string helpers, channel lookup and the programme subscriber.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -112,13 +113,26 @@ TEST(ReminderStrings, CaseHelpers) {
     EXPECT_LT(CReminderAPIUtil::CompareStrIgnoringCase("B", "ca"), 0);
 }
 
-TEST(ReminderStrings, UnicodeToUTF8) {
+// UTF-16 text as a broadcast carries it: the bytes of each unit high byte first in memory.
+std::vector<unsigned short> BroadcastUnits(const std::vector<unsigned char>& bytes) {
+    std::vector<unsigned short> units(bytes.size() / 2);
+    std::memcpy(units.data(), bytes.data(), 2 * units.size());
+    return units;
+}
+
+TEST(ReminderStrings, UnicodeToUTF8ReadsTheBytesAsTheyLie) {
+    // "A" given as the bytes 00 41 is "A" on any host, not U+4100.
+    std::vector<unsigned short> a = BroadcastUnits({0x00, 0x41});
+    EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(a.size(), a.data()), "A");
     // "Café 中" and a character outside the basic plane (U+1F600 as a surrogate pair).
-    std::vector<unsigned short> text = {'C', 'a', 'f', 0x00E9, ' ', 0x4E2D, 0xD83D, 0xDE00};
+    std::vector<unsigned short> text =
+        BroadcastUnits({0x00, 'C', 0x00, 'a', 0x00, 'f', 0x00, 0xE9, 0x00, ' ', 0x4E, 0x2D, 0xD8,
+                        0x3D, 0xDE, 0x00});
     EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(text.size(), text.data()),
               "Caf\xC3\xA9 \xE4\xB8\xAD\xF0\x9F\x98\x80");
     // A lone surrogate stops the conversion; what came before is kept.
-    std::vector<unsigned short> broken = {'o', 'k', 0xDC00, 'x'};
+    std::vector<unsigned short> broken =
+        BroadcastUnits({0x00, 'o', 0x00, 'k', 0xDC, 0x00, 0x00, 'x'});
     EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(broken.size(), broken.data()), "ok");
     EXPECT_FALSE(testsupport::LogLinesContaining("Iconv excute failed : [").empty());
 }

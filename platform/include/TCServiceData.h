@@ -54,7 +54,8 @@ private:
 
 class TCServiceDataUtility {
 public:
-    // The service's name as 16-bit code units; false when the service is unknown.
+    // The service's name as UTF-16 units whose bytes lie high byte first in memory, as broadcast;
+    // false when the service is unknown.
     static bool GetServiceName(unsigned long long serviceId, std::vector<unsigned short>& name,
                                bool fullName);
 };

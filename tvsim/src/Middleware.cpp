@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 
 #include "CAService.h"
@@ -339,6 +340,17 @@ std::vector<unsigned short> Utf16(const std::string& text) {
     return units;
 }
 
+// The units as a broadcast carries them: the bytes of each unit lie high byte first in memory,
+// whatever the host's byte order.
+std::vector<unsigned short> BigEndianInMemory(std::vector<unsigned short> units) {
+    for (unsigned short& unit : units) {
+        const unsigned char bytes[2] = {static_cast<unsigned char>(unit >> 8),
+                                        static_cast<unsigned char>(unit & 0xFF)};
+        std::memcpy(&unit, bytes, sizeof unit);
+    }
+    return units;
+}
+
 class VirtualChannels : public FCVirtualChannelsAPI {
 public:
     bool GetProgramData(const FCVirtualProgramId& id, FCVirtualProgramData& data) override {
@@ -481,7 +493,7 @@ bool TCServiceDataUtility::GetServiceName(unsigned long long serviceId,
                 static_cast<unsigned long long>(id) != serviceId) {
                 continue;
             }
-            name = Utf16(c.name.value_or(""));
+            name = BigEndianInMemory(Utf16(c.name.value_or("")));
             return true;
         }
         return false;
