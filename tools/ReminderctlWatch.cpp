@@ -5,6 +5,7 @@
 #include <signal.h>
 
 #include <cstdio>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -34,10 +35,27 @@ gboolean QuitLoop(gpointer loop) {
     return G_SOURCE_REMOVE;
 }
 
+// The readable name of an event; only the list change is the library's own.
+std::string EventName(const TReminderEvent& event) {
+    if (event.nEvent == REMINDER_EVENT_LIST_CHANGED) return "list changed";
+    return "event " + std::to_string(event.nEvent);
+}
+
+// This machine's time of arrival, with its UTC offset.
+std::string ArrivalTime() {
+    const time_t now = time(nullptr);
+    struct tm tm {};
+    localtime_r(&now, &tm);
+    char text[40];
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &tm);
+    return text;
+}
+
 void PrintEvent(void* data, TReminderEvent* event) {
     auto* state = static_cast<SWatchState*>(data);
-    std::printf("category=%d event=%u param1=%d param2=%d type=%d\n", event->nCategory,
-                event->nEvent, event->nParam1, event->nParam2, static_cast<int>(event->eParamType));
+    std::printf("%s  %s  (category=%d event=%u param1=%d param2=%d type=%d)\n",
+                ArrivalTime().c_str(), EventName(*event).c_str(), event->nCategory, event->nEvent,
+                event->nParam1, event->nParam2, static_cast<int>(event->eParamType));
     // Whoever reads a pipe from us wants each event when it happens.
     std::fflush(stdout);
     ++state->nSeen;
@@ -81,7 +99,11 @@ void RunWatch(const SWatchOptions& options) {
     std::string problem;
     if (!BusAnswers(problem)) {
         reminder_unregister_signal_callback();
-        std::cerr << "watch: no system bus reachable: " << problem << "\n";
+        std::cerr << "reminderctl watch: no system bus reachable (" << problem
+                  << ").\nStart one (as root: systemctl start dbus), or point "
+                     "DBUS_SYSTEM_BUS_ADDRESS at a running bus, e.g. one started with\n"
+                     "  dbus-daemon --system --fork   or   dbus-daemon --session --fork "
+                     "--print-address\n";
         throw CLI::RuntimeError(1);
     }
     std::cerr << "watch: listening" << std::endl;
@@ -116,7 +138,8 @@ void AddWatchCommand(CLI::App& app) {
     auto options = std::make_shared<SWatchOptions>();
     CLI::App* watch = app.add_subcommand(
         "watch",
-        "Print each change event as it arrives: category=C event=E param1=P1 param2=P2 type=T");
+        "Print each change event as it arrives: the time, its name (\"list changed\") and its "
+        "fields");
     watch->add_option("--count", options->count, "Stop after N events (exit 1 if fewer came)")
         ->check(CLI::NonNegativeNumber);
     watch->add_option("--timeout", options->timeout, "Stop after S seconds")
