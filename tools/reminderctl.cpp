@@ -543,8 +543,8 @@ int Run(int argc, char** argv) {
     std::string db = DefaultDatabase();
     std::string profile = DefaultProfile();
     std::string now;
-    auto* dbOpt = app.add_option("--db", db, "Booking database file")->capture_default_str();
-    app.add_option("--tv", profile, "Television profile (JSON)")->capture_default_str();
+    auto* dbOpt = app.add_option("--db", db, "Booking database file (default: see below)");
+    app.add_option("--tv", profile, "Television profile (JSON; default: the sample television)");
     app.add_option(
         "--now", now,
         "Current time: ISO 8601 (2024-03-01T20:00+01:00; without offset the television's "
