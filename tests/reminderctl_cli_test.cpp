@@ -1,16 +1,21 @@
 // reminderctl as a person uses it: where its database lives, what it never creates, the forms
 // of values it accepts and how it says no, and failures that are never shown as empty answers.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <regex>
+#include <sstream>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "ReminderAPI.h"
 #include "TestSupport.h"
+#include "reminder_api.h"
 
 namespace {
 
@@ -199,6 +204,76 @@ TEST_F(ReminderctlCliTest, BusyDatabaseIsAnErrorNotAnEmptyList) {
         EXPECT_EQ(run.status, 1) << run.output;
         EXPECT_TRUE(Contains(run.output, "busy: another process holds it")) << run.output;
     }
+}
+
+// A bus daemon of the test's own on a fixed socket, which it can stop and start again.
+class CRestartableBus {
+public:
+    explicit CRestartableBus(const fs::path& dir) : m_dir(dir) {
+        std::ifstream in(REMINDER_SOURCE_DIR "/tests/support/test-bus.conf");
+        std::stringstream text;
+        text << in.rdbuf();
+        std::ofstream(m_dir / "bus.conf")
+            << std::regex_replace(text.str(), std::regex("@BUS_DIR@"), m_dir.string());
+        Start();
+    }
+    ~CRestartableBus() { Stop(); }
+    std::string Address() const { return "unix:path=" + (m_dir / "system_bus_socket").string(); }
+
+    void Start() {
+        m_pid = fork();
+        if (m_pid == 0) {
+            execlp("dbus-daemon", "dbus-daemon",
+                   ("--config-file=" + (m_dir / "bus.conf").string()).c_str(), "--nofork",
+                   "--nopidfile", static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        for (int i = 0; i < 100 && !fs::exists(m_dir / "system_bus_socket"); ++i) usleep(50000);
+    }
+    void Stop() {
+        if (m_pid <= 0) return;
+        kill(m_pid, SIGTERM);
+        waitpid(m_pid, nullptr, 0);
+        m_pid = -1;
+        fs::remove(m_dir / "system_bus_socket");
+    }
+
+private:
+    fs::path m_dir;
+    pid_t m_pid = -1;
+};
+
+std::string ReadLine(FILE* pipe) {
+    char line[512] = {};
+    if (fgets(line, sizeof line, pipe) == nullptr) return "";
+    std::string text(line);
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+TEST_F(ReminderctlCliTest, WatchCarriesOnAfterTheBusRestarts) {
+    CRestartableBus bus(m_dir);
+    const std::string command = "env DBUS_SYSTEM_BUS_ADDRESS='" + bus.Address() + "' " +
+                                REMINDER_TOOL_PATH + " watch --count 1 --timeout 30 2>&1";
+    FILE* watch = popen(command.c_str(), "r");
+    ASSERT_NE(watch, nullptr);
+    ASSERT_EQ(ReadLine(watch), "watch: listening");
+
+    bus.Stop();
+    EXPECT_EQ(ReadLine(watch), "watch: the system bus went away; waiting for it to come back");
+    bus.Start();
+    ASSERT_EQ(ReadLine(watch), "watch: listening");
+
+    // This process has not used the bus before: it connects to the new daemon.
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+    const TReminderEvent event = {1, 2, 3, 4, PT_PARAM_TYPE_NONE};
+    ASSERT_EQ(reminder_send_event(&event), 1);
+    const std::string line = ReadLine(watch);
+    EXPECT_NE(line.find("  event 2  (category=1 event=2 param1=3 param2=4 type=0)"),
+              std::string::npos)
+        << line;
+    const int status = pclose(watch);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 }  // namespace

@@ -4,7 +4,13 @@
 #include <glib-unix.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <vector>
 #include <ctime>
 #include <iostream>
 #include <memory>
@@ -24,7 +30,48 @@ struct SWatchState {
     GMainLoop* pLoop = nullptr;
     int nWanted = 0;
     int nSeen = 0;
+    bool bBusLost = false;
 };
+
+// A watch that outlived its bus carries on in a fresh process (its registration is the
+// process's); these hand over how far it got.
+constexpr const char* kSeenVariable = "REMINDERCTL_WATCH_SEEN";
+constexpr const char* kDeadlineVariable = "REMINDERCTL_WATCH_DEADLINE";
+
+// Reads and forgets a number handed over by the previous process; `fallback` when none was.
+long long TakeHandedOver(const char* name, long long fallback) {
+    const char* value = std::getenv(name);
+    const long long number = value != nullptr ? std::atoll(value) : fallback;
+    unsetenv(name);
+    return number;
+}
+
+// The arguments this process was started with.
+std::vector<std::string> OwnArguments() {
+    std::ifstream in("/proc/self/cmdline", std::ios::binary);
+    std::vector<std::string> arguments;
+    std::string argument;
+    while (std::getline(in, argument, '\0')) arguments.push_back(argument);
+    return arguments;
+}
+
+// Starts this program again with the same arguments; returns only when that failed.
+void RestartSelf(int seen, gint64 deadline) {
+    setenv(kSeenVariable, std::to_string(seen).c_str(), 1);
+    if (deadline > 0) setenv(kDeadlineVariable, std::to_string(deadline).c_str(), 1);
+    std::vector<std::string> arguments = OwnArguments();
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    std::fflush(stdout);
+    execv("/proc/self/exe", argv.data());
+}
+
+void OnBusClosed(GDBusConnection*, gboolean, GError*, gpointer data) {
+    auto* state = static_cast<SWatchState*>(data);
+    state->bBusLost = true;
+    g_main_loop_quit(state->pLoop);
+}
 
 struct MainLoopUnref {
     void operator()(GMainLoop* loop) const { g_main_loop_unref(loop); }
@@ -87,11 +134,38 @@ bool BusAnswers(std::string& problem) {
     return answered;
 }
 
+// Whether a bus answers at the system bus address again. The process's shared connection stays
+// closed once its bus went away, so this asks on a connection of its own.
+bool BusIsBack() {
+    GError* error = nullptr;
+    gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    GDBusConnection* connection = nullptr;
+    if (address != nullptr) {
+        connection = g_dbus_connection_new_for_address_sync(
+            address,
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, &error);
+        g_free(address);
+    }
+    if (error != nullptr) g_error_free(error);
+    if (connection == nullptr) return false;
+    g_dbus_connection_close_sync(connection, nullptr, nullptr);
+    g_object_unref(connection);
+    return true;
+}
+
 void RunWatch(const SWatchOptions& options) {
     std::unique_ptr<GMainLoop, MainLoopUnref> loop(g_main_loop_new(nullptr, FALSE));
     SWatchState state;
     state.pLoop = loop.get();
     state.nWanted = options.count;
+    state.nSeen = static_cast<int>(TakeHandedOver(kSeenVariable, 0));
+    // The deadline, on the monotonic clock that a restarted watch shares.
+    gint64 deadline = TakeHandedOver(kDeadlineVariable, 0);
+    if (deadline == 0 && options.timeout > 0) {
+        deadline = g_get_monotonic_time() + static_cast<gint64>(options.timeout * G_USEC_PER_SEC);
+    }
     if (reminder_register_signal_callback(&PrintEvent, &state) != 1) {
         std::cerr << "watch: the scheduler is not available\n";
         throw CLI::RuntimeError(1);
@@ -107,10 +181,15 @@ void RunWatch(const SWatchOptions& options) {
         throw CLI::RuntimeError(1);
     }
     std::cerr << "watch: listening" << std::endl;
+    // The connection the library subscribed on: when its bus goes away, so do the events.
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    const gulong onClosed =
+        bus != nullptr ? g_signal_connect(bus, "closed", G_CALLBACK(&OnBusClosed), &state) : 0;
 
     guint timer = 0;
-    if (options.timeout > 0) {
-        timer = g_timeout_add(static_cast<guint>(options.timeout * 1000), &QuitLoop, loop.get());
+    if (deadline > 0) {
+        const gint64 left = std::max<gint64>(deadline - g_get_monotonic_time(), 0);
+        timer = g_timeout_add(static_cast<guint>(left / 1000), &QuitLoop, loop.get());
     }
     const guint onInt = g_unix_signal_add(SIGINT, &QuitLoop, loop.get());
     const guint onTerm = g_unix_signal_add(SIGTERM, &QuitLoop, loop.get());
@@ -124,6 +203,22 @@ void RunWatch(const SWatchOptions& options) {
     removeIfAttached(timer);
     removeIfAttached(onInt);
     removeIfAttached(onTerm);
+    if (bus != nullptr) {
+        if (onClosed != 0) g_signal_handler_disconnect(bus, onClosed);
+        g_object_unref(bus);
+    }
+
+    if (state.bBusLost && (state.nWanted == 0 || state.nSeen < state.nWanted)) {
+        std::cerr << "watch: the system bus went away; waiting for it to come back" << std::endl;
+        while (deadline == 0 || g_get_monotonic_time() < deadline) {
+            g_usleep(200 * 1000);
+            if (BusIsBack()) {
+                RestartSelf(state.nSeen, deadline);
+                std::cerr << "watch: cannot restart: " << std::strerror(errno) << "\n";
+                throw CLI::RuntimeError(1);
+            }
+        }
+    }
 
     if (options.count > 0 && state.nSeen < options.count) {
         std::cerr << "watch: " << state.nSeen << " of " << options.count
