@@ -21,6 +21,19 @@ run() {
 }
 mkdir -p "$work/db"
 
+# What a consumer is given: the library alone, and no include directory but the package's own.
+fail() { echo "check-install: $*" >&2; exit 1; }
+flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs reminder-api)
+for flag in $flags; do
+    case $flag in
+    -I*/include/reminder-api | -I*/include/reminder-api/platform | -L*/lib* | -lreminder-api) ;;
+    *) fail "reminder-api.pc gives the unexpected flag $flag" ;;
+    esac
+done
+[ ! -e "$prefix/include/vconf.h" ] || fail "platform headers installed at the top of include/"
+grep -q '^prefix=${pcfiledir}/' "$libdir/pkgconfig/reminder-api.pc" ||
+    fail "reminder-api.pc is not relative to its own directory"
+
 echo "== pkg-config ($(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs reminder-api))"
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 # shellcheck disable=SC2046

@@ -61,8 +61,8 @@ std::string IntegrityCheck(const std::string& path) {
     int rows = 0;
     int columns = 0;
     std::string result = "<failed>";
-    if (sqlite3_get_table(db.get(), "PRAGMA integrity_check", &table, &rows, &columns,
-                          nullptr) == SQLITE_OK &&
+    if (sqlite3_get_table(db.get(), "PRAGMA integrity_check", &table, &rows, &columns, nullptr) ==
+            SQLITE_OK &&
         rows > 0) {
         result = table[columns];
     }

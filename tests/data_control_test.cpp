@@ -50,17 +50,16 @@ private:
 CRemindInfo FullRecord() {
     CRemindInfo r;
     uint16_t n16 = 10;
-    for (uint16_t* f : {&r.m_nChannelType, &r.m_nMajor, &r.m_nMinor, &r.m_nPTC,
-                        &r.m_nProgramNumber, &r.m_nTransportStreamId, &r.m_nTimeMargin,
-                        &r.m_nDevice, &r.m_nEventId, &r.m_nErrno, &r.m_nSeriesId,
-                        &r.m_nExpiredDate}) {
+    for (uint16_t* f : {&r.m_nChannelType, &r.m_nMajor, &r.m_nMinor, &r.m_nPTC, &r.m_nProgramNumber,
+                        &r.m_nTransportStreamId, &r.m_nTimeMargin, &r.m_nDevice, &r.m_nEventId,
+                        &r.m_nErrno, &r.m_nSeriesId, &r.m_nExpiredDate}) {
         *f = n16++;
     }
     uint32_t n32 = 0xFFFFFFF0u;
-    for (uint32_t* f : {&r.m_nBookingOrder, &r.m_nUTCStartTime, &r.m_nEventTime,
-                        &r.m_nStartMarginTime, &r.m_nEndMarginTime, &r.m_nRCTExpiryTime,
-                        &r.m_nAddedTime, &r.m_nActivationTime, &r.m_nExpiryTime,
-                        &r.m_nPublishedDuration, &r.m_nUTCDuration, &r.m_nDuration}) {
+    for (uint32_t* f :
+         {&r.m_nBookingOrder, &r.m_nUTCStartTime, &r.m_nEventTime, &r.m_nStartMarginTime,
+          &r.m_nEndMarginTime, &r.m_nRCTExpiryTime, &r.m_nAddedTime, &r.m_nActivationTime,
+          &r.m_nExpiryTime, &r.m_nPublishedDuration, &r.m_nUTCDuration, &r.m_nDuration}) {
         *f = n32++;
     }
     uint8_t n8 = 250;
@@ -76,9 +75,9 @@ CRemindInfo FullRecord() {
     r.m_nEpisodeNumber = -1;
     r.m_nLastEpisodeNumber = 12;
     bool flag = true;
-    for (bool* f : {&r.m_bIsHD, &r.m_bRemoteChannel, &r.m_bAlarmed, &r.m_bRecordingSpaceAlarmed,
-                    &r.m_bRecording, &r.m_bUnresolvedConflict, &r.m_bRecommended,
-                    &r.m_bRecordListBooking}) {
+    for (bool* f :
+         {&r.m_bIsHD, &r.m_bRemoteChannel, &r.m_bAlarmed, &r.m_bRecordingSpaceAlarmed,
+          &r.m_bRecording, &r.m_bUnresolvedConflict, &r.m_bRecommended, &r.m_bRecordListBooking}) {
         *f = (flag = !flag);
     }
     int k = 0;
@@ -103,7 +102,9 @@ CRemindInfo TitledRecord(const std::string& title, uint32_t eventTime) {
     return r;
 }
 
-bool Add(CRemindInfo item) { return CDBControl::GetInstance()->AddItem(item); }
+bool Add(CRemindInfo item) {
+    return CDBControl::GetInstance()->AddItem(item);
+}
 
 std::vector<CRemindInfo> AllRows(const CDBCriteria& criteria = CDBCriteria()) {
     std::vector<CRemindInfo> rows;
@@ -242,8 +243,10 @@ TEST_F(StoreTest, MalformedRowsReadBackAsFarAsTheyCan) {
     // gathered before it still reach the record.
     testsupport::ClearStore();
     tvsim::ClearLogs();
-    ASSERT_TRUE(raw.Exec("INSERT INTO Items (UID, Title, ComponentList, StreamType) VALUES "
-                         "(6, 'Deep', '" + std::string(3000, '[') + "', 2)"));
+    ASSERT_TRUE(
+        raw.Exec("INSERT INTO Items (UID, Title, ComponentList, StreamType) VALUES "
+                 "(6, 'Deep', '" +
+                 std::string(3000, '[') + "', 2)"));
     rows = AllRows();
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0].m_sTitle, "Deep");
@@ -263,8 +266,8 @@ std::string SelfPath() {
 
 // Runs the child test with `mode` on `path`; true when it ran and passed.
 bool StartStoreInChild(const std::string& mode, const std::string& path) {
-    const std::string command = "REMINDER_DB_PATH='" + path + "' REMINDER_STORE_CHILD_MODE=" +
-                                mode + " '" + SelfPath() +
+    const std::string command = "REMINDER_DB_PATH='" + path +
+                                "' REMINDER_STORE_CHILD_MODE=" + mode + " '" + SelfPath() +
                                 "' --gtest_also_run_disabled_tests"
                                 " --gtest_filter=DISABLED_StoreStartupChild.* 2>&1";
     FILE* child = popen(command.c_str(), "r");

@@ -28,8 +28,7 @@ TEST(CriteriaTest, OperatorsAndQuotingFollowTheValueType) {
     CDBCriteria text;
     text.WhereNot<std::string>(C::CRITERIA_PROGRAM_CRID, "crid://a/1");
     text.WhereLess<std::string>(C::CRITERIA_SERIES_CRID, "crid://b");
-    EXPECT_EQ(text.m_sCriteria,
-              " WHERE ProgramCrid != 'crid://a/1' AND SeriesCrid < 'crid://b'");
+    EXPECT_EQ(text.m_sCriteria, " WHERE ProgramCrid != 'crid://a/1' AND SeriesCrid < 'crid://b'");
 
     // Numbers are never quoted, also against a text column; an unsigned short prints in full
     // and a reserve type as its number.
@@ -57,8 +56,7 @@ TEST(CriteriaTest, SingleQuotesInTextAreDoubled) {
     CDBCriteria criteria;
     criteria.Where<std::string>(C::CRITERIA_TITLE, "It's");
     criteria.WhereNot<std::string>(C::CRITERIA_GROUP_CRID, "x' OR '1'='1");
-    EXPECT_EQ(criteria.m_sCriteria,
-              " WHERE Title = 'It''s' AND GroupCrid != 'x'' OR ''1''=''1'");
+    EXPECT_EQ(criteria.m_sCriteria, " WHERE Title = 'It''s' AND GroupCrid != 'x'' OR ''1''=''1'");
 }
 
 TEST(CriteriaTest, EnumeratorsNameTheirColumns) {

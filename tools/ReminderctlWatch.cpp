@@ -4,7 +4,14 @@
 #include <glib-unix.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <vector>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -23,7 +30,32 @@ struct SWatchState {
     GMainLoop* pLoop = nullptr;
     int nWanted = 0;
     int nSeen = 0;
+    bool bBusLost = false;
 };
+
+bool BusIsBack();
+bool BusAnswers(std::string& problem);
+void PrintEvent(void* data, TReminderEvent* event);
+
+// Follows the bus while the watch runs. The library reconnects and subscribes again by itself
+// once the bus is back; the watch only tells the person, and registers again at once so that
+// no event of the new bus is missed before the library's own check would have run.
+gboolean CheckBus(gpointer data) {
+    auto* state = static_cast<SWatchState*>(data);
+    const bool up = BusIsBack();
+    if (!up && !state->bBusLost) {
+        state->bBusLost = true;
+        std::cerr << "watch: the system bus went away; waiting for it to come back" << std::endl;
+    } else if (up && state->bBusLost) {
+        std::string problem;
+        reminder_register_signal_callback(&PrintEvent, state);
+        if (BusAnswers(problem)) {
+            state->bBusLost = false;
+            std::cerr << "watch: listening" << std::endl;
+        }
+    }
+    return G_SOURCE_CONTINUE;
+}
 
 struct MainLoopUnref {
     void operator()(GMainLoop* loop) const { g_main_loop_unref(loop); }
@@ -34,10 +66,27 @@ gboolean QuitLoop(gpointer loop) {
     return G_SOURCE_REMOVE;
 }
 
+// The readable name of an event; only the list change is the library's own.
+std::string EventName(const TReminderEvent& event) {
+    if (event.nEvent == REMINDER_EVENT_LIST_CHANGED) return "list changed";
+    return "event " + std::to_string(event.nEvent);
+}
+
+// This machine's time of arrival, with its UTC offset.
+std::string ArrivalTime() {
+    const time_t now = time(nullptr);
+    struct tm tm {};
+    localtime_r(&now, &tm);
+    char text[40];
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S %z", &tm);
+    return text;
+}
+
 void PrintEvent(void* data, TReminderEvent* event) {
     auto* state = static_cast<SWatchState*>(data);
-    std::printf("category=%d event=%u param1=%d param2=%d type=%d\n", event->nCategory,
-                event->nEvent, event->nParam1, event->nParam2, static_cast<int>(event->eParamType));
+    std::printf("%s  %s  (category=%d event=%u param1=%d param2=%d type=%d)\n",
+                ArrivalTime().c_str(), EventName(*event).c_str(), event->nCategory, event->nEvent,
+                event->nParam1, event->nParam2, static_cast<int>(event->eParamType));
     // Whoever reads a pipe from us wants each event when it happens.
     std::fflush(stdout);
     ++state->nSeen;
@@ -69,11 +118,36 @@ bool BusAnswers(std::string& problem) {
     return answered;
 }
 
+// Whether a bus answers at the system bus address again. The process's shared connection stays
+// closed once its bus went away, so this asks on a connection of its own.
+bool BusIsBack() {
+    GError* error = nullptr;
+    gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    GDBusConnection* connection = nullptr;
+    if (address != nullptr) {
+        connection = g_dbus_connection_new_for_address_sync(
+            address,
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, &error);
+        g_free(address);
+    }
+    if (error != nullptr) g_error_free(error);
+    if (connection == nullptr) return false;
+    g_dbus_connection_close_sync(connection, nullptr, nullptr);
+    g_object_unref(connection);
+    return true;
+}
+
 void RunWatch(const SWatchOptions& options) {
     std::unique_ptr<GMainLoop, MainLoopUnref> loop(g_main_loop_new(nullptr, FALSE));
     SWatchState state;
     state.pLoop = loop.get();
     state.nWanted = options.count;
+    gint64 deadline = 0;
+    if (options.timeout > 0) {
+        deadline = g_get_monotonic_time() + static_cast<gint64>(options.timeout * G_USEC_PER_SEC);
+    }
     if (reminder_register_signal_callback(&PrintEvent, &state) != 1) {
         std::cerr << "watch: the scheduler is not available\n";
         throw CLI::RuntimeError(1);
@@ -81,14 +155,20 @@ void RunWatch(const SWatchOptions& options) {
     std::string problem;
     if (!BusAnswers(problem)) {
         reminder_unregister_signal_callback();
-        std::cerr << "watch: no system bus reachable: " << problem << "\n";
+        std::cerr << "reminderctl watch: no system bus reachable (" << problem
+                  << ").\nStart one (as root: systemctl start dbus), or point "
+                     "DBUS_SYSTEM_BUS_ADDRESS at a running bus, e.g. one started with\n"
+                     "  dbus-daemon --system --fork   or   dbus-daemon --session --fork "
+                     "--print-address\n";
         throw CLI::RuntimeError(1);
     }
     std::cerr << "watch: listening" << std::endl;
+    const guint busCheck = g_timeout_add(200, &CheckBus, &state);
 
     guint timer = 0;
-    if (options.timeout > 0) {
-        timer = g_timeout_add(static_cast<guint>(options.timeout * 1000), &QuitLoop, loop.get());
+    if (deadline > 0) {
+        const gint64 left = std::max<gint64>(deadline - g_get_monotonic_time(), 0);
+        timer = g_timeout_add(static_cast<guint>(left / 1000), &QuitLoop, loop.get());
     }
     const guint onInt = g_unix_signal_add(SIGINT, &QuitLoop, loop.get());
     const guint onTerm = g_unix_signal_add(SIGTERM, &QuitLoop, loop.get());
@@ -102,6 +182,7 @@ void RunWatch(const SWatchOptions& options) {
     removeIfAttached(timer);
     removeIfAttached(onInt);
     removeIfAttached(onTerm);
+    removeIfAttached(busCheck);
 
     if (options.count > 0 && state.nSeen < options.count) {
         std::cerr << "watch: " << state.nSeen << " of " << options.count
@@ -116,7 +197,8 @@ void AddWatchCommand(CLI::App& app) {
     auto options = std::make_shared<SWatchOptions>();
     CLI::App* watch = app.add_subcommand(
         "watch",
-        "Print each change event as it arrives: category=C event=E param1=P1 param2=P2 type=T");
+        "Print each change event as it arrives: the time, its name (\"list changed\") and its "
+        "fields");
     watch->add_option("--count", options->count, "Stop after N events (exit 1 if fewer came)")
         ->check(CLI::NonNegativeNumber);
     watch->add_option("--timeout", options->timeout, "Stop after S seconds")

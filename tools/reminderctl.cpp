@@ -1,15 +1,15 @@
 // reminderctl: books, lists and removes bookings on the simulated television through the
 // library's facade, the way a guide application would.
 #include <json/json.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <list>
@@ -25,203 +25,36 @@
 #include "RemindInfo.h"
 #include "ReminderAPI.h"
 #include "ReminderAPIUtil.h"
+#include "ReminderctlCommon.h"
 #include "TCServiceData.h"
 #include "TVServiceAPI.h"
 #include "tvsim/tvsim.h"
 
 namespace {
 
-constexpr int kExitRefused = 1;
-
-// A failure already explained to the user; main turns it into the exit code.
-[[noreturn]] void Fail(const std::string& message) {
-    std::cerr << message << "\n";
-    throw CLI::RuntimeError(kExitRefused);
-}
-
-// --- Times ---
-
-// "YYYY-MM-DD HH:MM" of a time in the television's local clock (kept as seconds, read with UTC
-// rules so no time zone of this machine leaks in).
-std::string FormatLocal(unsigned long local) {
-    const time_t t = static_cast<time_t>(local);
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char buffer[32];
-    std::strftime(buffer, sizeof(buffer), "%Y-%m-%d %H:%M", &tm);
-    return buffer;
-}
-
-struct SParsedTime {
-    unsigned long seconds;
-    bool isUtc;  // false: a wall-clock time of the television without offset
-};
-
-bool IsDigit(char c) {
-    return std::isdigit(static_cast<unsigned char>(c)) != 0;
-}
-
-// UTC seconds, or ISO 8601 "YYYY-MM-DD[T ]HH:MM[:SS]" followed by "Z", "+HH:MM", "+HHMM" or
-// nothing (then the television's local clock is meant).
-std::optional<SParsedTime> ParseTime(const std::string& text) {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), IsDigit)) {
-        // Times are 32-bit seconds; strtoull saturates a longer number, which is refused too.
-        const unsigned long long seconds = std::strtoull(text.c_str(), nullptr, 10);
-        if (seconds > UINT32_MAX) return std::nullopt;
-        return SParsedTime{static_cast<unsigned long>(seconds), true};
-    }
-    struct tm tm {};
-    int consumed = 0;
-    char separator = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c%2d:%2d%n", &tm.tm_year, &tm.tm_mon, &tm.tm_mday,
-                    &separator, &tm.tm_hour, &tm.tm_min, &consumed) != 6 ||
-        (separator != 'T' && separator != ' ')) {
-        return std::nullopt;
-    }
-    std::string rest = text.substr(static_cast<size_t>(consumed));
-    if (rest.size() >= 3 && rest[0] == ':' && IsDigit(rest[1]) && IsDigit(rest[2])) {
-        tm.tm_sec = std::stoi(rest.substr(1, 2));
-        rest = rest.substr(3);
-    }
-    tm.tm_year -= 1900;
-    tm.tm_mon -= 1;
-    const time_t wall = timegm(&tm);
-    if (wall < 0) return std::nullopt;
-    if (rest.empty()) return SParsedTime{static_cast<unsigned long>(wall), false};
-    if (rest == "Z") return SParsedTime{static_cast<unsigned long>(wall), true};
-    int hours = 0;
-    int minutes = 0;
-    const char sign = rest[0];
-    if ((sign != '+' && sign != '-') ||
-        (std::sscanf(rest.c_str() + 1, "%2d:%2d", &hours, &minutes) != 2 &&
-         std::sscanf(rest.c_str() + 1, "%2d%2d", &hours, &minutes) != 2)) {
-        return std::nullopt;
-    }
-    const long offset = (hours * 3600L + minutes * 60L) * (sign == '+' ? 1 : -1);
-    return SParsedTime{static_cast<unsigned long>(wall - offset), true};
-}
-
-SParsedTime ParseTimeOrFail(const std::string& text, const char* what) {
-    const auto parsed = ParseTime(text);
-    if (!parsed) Fail(std::string("Cannot read ") + what + " '" + text + "'.");
-    return *parsed;
-}
-
-// A time given on the command line, in the television's local clock and in UTC.
-unsigned long ToLocal(const SParsedTime& time) {
-    return time.isUtc ? CReminderAPIUtil::GetLocalTime(time.seconds) : time.seconds;
-}
-
-unsigned long ToUtc(const SParsedTime& time) {
-    return time.isUtc ? time.seconds : CReminderAPIUtil::GetUTCTime(time.seconds);
-}
-
-// --- The television ---
-
-std::vector<TCServiceData> Channels() {
-    IService* service = nullptr;
-    std::vector<TCServiceData> channels;
-    if (TVServiceAPI::CreateService(1, 0, &service) && service != nullptr) {
-        service->FindServices(TCCriteriaHelper(), channels);
-    }
-    return channels;
-}
-
-long long Attribute(const TCServiceData& channel, int key, long long fallback = -1) {
-    long long value = fallback;
-    channel.FindAttribute(key, value);
-    return value;
-}
-
-std::string ChannelName(unsigned long long serviceId) {
-    std::vector<unsigned short> name;
-    if (!TCServiceDataUtility::GetServiceName(serviceId, name, true) || name.empty()) return "";
-    return CReminderAPIUtil::UnicodeToUTF8(static_cast<unsigned int>(name.size()), name.data());
-}
-
-IServiceGuide* Guide() {
-    IServiceGuide* guide = nullptr;
-    if (!TVServiceAPI::CreateServiceGuide(1, 0, &guide) || guide == nullptr) {
-        Fail("The television has no programme guide.");
-    }
-    return guide;
-}
+using namespace reminderctl;
 
 // --- Bookings ---
 
-const char* KindName(const CRemindInfo& item) {
-    switch (static_cast<int>(item.m_nReserveType)) {
-        case REMINDER_RESERVE_VIEWING:
-            return "viewing";
-        case REMINDER_RESERVE_RECORDING:
-        case REMINDER_RESERVE_RECORDING_MONITORED:
-        case REMINDER_RESERVE_RECORDING_CRID:
-            return "recording";
-        case REMINDER_RESERVE_RECORDING_IN_PROGRESS:
-            return "recording now";
-        case REMINDER_RESERVE_RECORDING_FAILED:
-            return "failed";
-        case REMINDER_RESERVE_RECORDING_READY:
-            return "ready";
-        case REMINDER_RESERVE_SERIES:
-            return "series";
-        case REMINDER_RESERVE_GROUP:
-            return "group";
-        default:
-            return "other";
-    }
+// --- Bookings ---
+
+CTable BookingTable() {
+    return CTable({"UID", "START", "MIN", "CHANNEL", "KIND", "REPEAT", "TITLE"});
 }
 
-std::string RepeatName(const CRemindInfo& item) {
-    switch (item.m_nRepeatType) {
-        case REMINDER_REPEAT_NONE:
-            return "once";
-        case REMINDER_REPEAT_EVERYDAY:
-            return "daily";
-        case REMINDER_REPEAT_MON_FRI:
-            return "mon-fri";
-        case REMINDER_REPEAT_WEEKEND:
-            return "weekend";
-        case REMINDER_REPEAT_MANUAL: {
-            // Monday first, as people read a week.
-            std::string days = "days:";
-            const char letters[] = "MTWTFSS";
-            for (int i = 0; i < 7; ++i) {
-                days += (item.m_cManualRepeat & (1u << ((i + 1) % 7))) ? letters[i] : '-';
-            }
-            return days;
-        }
-        default:
-            return "?";
-    }
+void AddBookingRow(CTable& table, const CRemindInfo& item) {
+    table.Add({std::to_string(item.m_nUid), FormatLocalWithOffset(item.m_nEventTime),
+               std::to_string(item.m_nDuration / 60), ChannelText(item), KindName(item),
+               RepeatName(item), TitleText(item)});
 }
 
-std::string ChannelText(const CRemindInfo& item) {
-    return std::to_string(item.m_nMajor) + "." + std::to_string(item.m_nMinor);
-}
-
-std::string TitleText(const CRemindInfo& item) {
-    if (!item.m_sTitle.empty()) return item.m_sTitle;
-    return item.m_nManual != 0 ? "(manual)" : "(untitled)";
-}
-
-void PrintBookingHeader() {
-    std::printf("%-6s %-16s %5s %-7s %-13s %-8s %s\n", "UID", "START", "MIN", "CHANNEL", "KIND",
-                "REPEAT", "TITLE");
-}
-
-void PrintBookingRow(const CRemindInfo& item) {
-    std::printf("%-6u %-16s %5u %-7s %-13s %-8s %s\n", item.m_nUid,
-                FormatLocal(item.m_nEventTime).c_str(), item.m_nDuration / 60,
-                ChannelText(item).c_str(), KindName(item), RepeatName(item).c_str(),
-                TitleText(item).c_str());
-}
-
+// Every booking, or a failure that says why the list could not be read.
 std::vector<CRemindInfo> AllBookings() {
     std::vector<CRemindInfo> items;
     int count = 0;
     CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, REM_EXTRACT_ALL_BOOKINGS,
                                                       REM_ORDER_BY_START_TIME);
+    CheckStore();
     return items;
 }
 
@@ -239,20 +72,46 @@ std::set<RowKey> KeysOf(const std::vector<CRemindInfo>& items) {
     return keys;
 }
 
-// The reason the library logged for the refusal just made: its last refusal line.
-std::string LoggedRefusal() {
-    static const char* const kRefusals[] = {"Failed, ", "TV does not support PVR",
-                                            "Expired program", "Already scheduled"};
-    const auto logs = tvsim::Logs();
-    for (auto it = logs.rbegin(); it != logs.rend(); ++it) {
-        const auto mark = it->text.find("> ");
-        const std::string message =
-            mark == std::string::npos ? it->text : it->text.substr(mark + 2);
-        for (const char* refusal : kRefusals) {
-            if (message.rfind(refusal, 0) == 0) return message;
-        }
+// --- The database file ---
+
+// $REMINDER_DB_PATH, else $XDG_STATE_HOME/reminder/ReminderFile_v1.db ($XDG_STATE_HOME
+// defaulting to ~/.local/state): the same file from every directory.
+std::string DefaultDatabase() {
+    if (const char* env = std::getenv("REMINDER_DB_PATH"); env != nullptr && *env != '\0') {
+        return env;
     }
-    return "";
+    std::filesystem::path state;
+    if (const char* xdg = std::getenv("XDG_STATE_HOME"); xdg != nullptr && xdg[0] == '/') {
+        state = xdg;
+    } else if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+        state = std::filesystem::path(home) / ".local" / "state";
+    } else {
+        return "";
+    }
+    return (state / "reminder" / "ReminderFile_v1.db").string();
+}
+
+bool g_databaseNamed = false;  // given by --db or $REMINDER_DB_PATH, not the default
+
+// Read-only commands never create the file: without one there is nothing booked, and a named
+// file that does not exist is most likely a mistyped path.
+bool DatabaseExists() {
+    std::error_code error;
+    if (std::filesystem::exists(DatabasePath(), error)) return true;
+    if (g_databaseNamed) {
+        Fail("No booking database at " + DatabasePath() +
+             " (a first booking creates it; check --db or REMINDER_DB_PATH).");
+    }
+    return false;
+}
+
+// Only commands that book create the file, and its directory.
+void PrepareDatabaseForWriting() {
+    const std::filesystem::path path(DatabasePath());
+    if (!path.has_parent_path()) return;
+    std::error_code error;
+    std::filesystem::create_directories(path.parent_path(), error);
+    if (error) Fail("Cannot create " + path.parent_path().string() + ": " + error.message());
 }
 
 // `add --check [--json]`: report the booking's conflicts instead of storing it.
@@ -262,12 +121,13 @@ bool g_addJson = false;
 // Adds the booking and reports what changed in the list: the rows stored, the rows replaced.
 void Book(CRemindInfo& item) {
     if (g_addCheck) return CheckBooking(item, g_addJson);
+    PrepareDatabaseForWriting();
     CReminderAPI* api = CReminderAPI::GetInstance();
     const std::vector<CRemindInfo> before = AllBookings();
     const bool wasFull = api->FlagReminderListIsFull();
-    tvsim::ClearLogs();
     if (!api->AddRemindItem(item, false, true)) {
-        const std::string reason = LoggedRefusal();
+        const std::string reason = CReminderAPI::LastRefusal();
+        CheckStore();
         if (!reason.empty()) Fail("Refused: " + reason);
         if (wasFull) Fail("Refused: The list is full (30 bookings).");
         Fail("Refused: nothing to book (every part has begun or is booked already).");
@@ -281,60 +141,93 @@ void Book(CRemindInfo& item) {
                         TitleText(gone).c_str(), gone.m_nUid);
         }
     }
-    std::vector<CRemindInfo> added;
-    std::copy_if(after.begin(), after.end(), std::back_inserter(added),
-                 [&oldKeys](const CRemindInfo& e) { return oldKeys.count(KeyOf(e)) == 0; });
-    std::printf("Booked %zu row(s):\n", added.size());
-    PrintBookingHeader();
-    for (const CRemindInfo& row : added) PrintBookingRow(row);
+    CTable table = BookingTable();
+    size_t added = 0;
+    for (const CRemindInfo& row : after) {
+        if (oldKeys.count(KeyOf(row)) != 0) continue;
+        AddBookingRow(table, row);
+        ++added;
+    }
+    std::printf("Booked %zu row(s):\n", added);
+    table.Print();
 }
 
 // --- Commands ---
 
-void RunGuide(int channelFilter) {
+std::string Title(const TCProgramData& p) {
+    std::string title(static_cast<size_t>(p.TitleLength()), '\0');
+    if (!title.empty()) p.Title(&title[0], p.TitleLength());
+    return title;
+}
+
+struct SGuideOptions {
+    std::string channel;
+    std::string from;  // empty: the whole guide
+    unsigned int hours = 0;
+};
+
+void RunGuide(const SGuideOptions& options) {
+    std::optional<SChannelRef> only;
+    if (!options.channel.empty()) only = ParseChannelOrFail(options.channel);
+    // The window, in UTC like the guide.
+    unsigned long windowStart = 0;
+    unsigned long windowEnd = UINT32_MAX;
+    if (!options.from.empty()) windowStart = ToUtc(ParseTimeOrFail(options.from, "--from"));
+    if (options.hours > 0) windowEnd = windowStart + options.hours * 3600UL;
+    if (options.hours > 0 && options.from.empty()) {
+        windowStart = CReminderAPIUtil::GetUTCTime(CReminderAPIUtil::GetCurrentTime());
+        windowEnd = windowStart + options.hours * 3600UL;
+    }
+    const unsigned long nowUtc = CReminderAPIUtil::GetUTCTime(CReminderAPIUtil::GetCurrentTime());
+
     IServiceGuide* guide = Guide();
+    bool anyChannel = false;
     for (const TCServiceData& channel : Channels()) {
-        const long long major = Attribute(channel, SERVICE_ATTR_MAJOR);
-        if (channelFilter >= 0 && major != channelFilter) continue;
+        if (only && !Matches(*only, channel)) continue;
+        anyChannel = true;
         const auto serviceId =
             static_cast<unsigned long long>(Attribute(channel, SERVICE_ATTR_SERVICE_ID));
-        std::printf("Channel %lld.%lld  %s  (service %llu)\n", major,
-                    Attribute(channel, SERVICE_ATTR_MINOR), ChannelName(serviceId).c_str(),
-                    serviceId);
+        std::printf("Channel %s  %s  (service %llu)\n", ChannelNumber(channel).c_str(),
+                    ChannelName(serviceId).c_str(), serviceId);
         std::vector<TCProgramData> programmes;
         guide->GetProgramList(serviceId, programmes);
+        CTable table({"  EVENT", "START", "MIN", "TITLE", ""});
         for (const TCProgramData& p : programmes) {
-            std::string title(static_cast<size_t>(p.TitleLength()), '\0');
-            p.Title(&title[0], p.TitleLength());
-            std::string crid;
-            p.GetProgramCRID(crid);
+            const unsigned long end = p.StartTime() + p.Duration();
+            if (end <= windowStart || p.StartTime() >= windowEnd) continue;
+            std::string notes;
+            if (end <= nowUtc) {
+                notes += "[ended]";
+            } else if (p.StartTime() <= nowUtc) {
+                notes += "[on now]";
+            }
             std::list<std::string> series;
             p.GetCRIDs(series, CRID_TYPE_SERIES);
-            std::printf("  event %-5u %s %4lu min  %s", p.EventId(),
-                        FormatLocal(CReminderAPIUtil::GetLocalTime(p.StartTime())).c_str(),
-                        p.Duration() / 60, title.c_str());
-            if (!series.empty()) std::printf("  [series %s]", series.front().c_str());
+            if (!series.empty())
+                notes += (notes.empty() ? "" : " ") + ("[series " + series.front() + "]");
             TCProgramId id;
             p.GetProgramId(id);
             std::map<unsigned int, TCProgramData*> parts;
             if (guide->GetProgramsOfEvent(id, parts) == 1 && parts.size() > 1) {
-                std::printf("  [split event, %zu parts]", parts.size());
+                notes += (notes.empty() ? "" : " ") +
+                         ("[split event, " + std::to_string(parts.size()) + " parts]");
             }
-            std::printf("\n");
+            table.Add({"  " + std::to_string(p.EventId()),
+                       FormatLocalWithOffset(CReminderAPIUtil::GetLocalTime(p.StartTime())),
+                       std::to_string(p.Duration() / 60), Title(p), notes});
         }
+        if (table.Empty()) {
+            std::printf("  (no programmes in this window)\n");
+        } else {
+            table.Print();
+        }
+    }
+    if (only && !anyChannel) {
+        Fail("The television has no channel " + only->text + " (reminderctl guide lists them).");
     }
 }
 
-CRemindInfo GuideBooking(unsigned long long serviceId, unsigned int eventId,
-                         const std::string& as) {
-    TCProgramId id;
-    id.m_serviceId = serviceId;
-    id.m_eventId = eventId;
-    TCProgramData programme;
-    if (Guide()->GetProgram(id, programme) != 1) {
-        Fail("No programme with event " + std::to_string(eventId) + " on service " +
-             std::to_string(serviceId) + ".");
-    }
+CRemindInfo FromProgramme(const TCProgramData& programme, const std::string& as) {
     CRemindInfo item;
     if (as == "viewing") {
         item.SetTimerViewing(programme);
@@ -349,10 +242,95 @@ CRemindInfo GuideBooking(unsigned long long serviceId, unsigned int eventId,
         item.m_sSeriesCrid = series.front();
     }
     if (item.m_nReserveType == REMINDER_RESERVE_NONE) {
-        Fail("The television does not know service " + std::to_string(serviceId) + ".");
+        Fail("The television does not know service " + std::to_string(programme.ServiceId()) + ".");
     }
     return item;
 }
+
+// The library books a second viewing reminder of one event; a person never means that.
+void RefuseSecondViewing(const CRemindInfo& item) {
+    if (item.m_nReserveType != REMINDER_RESERVE_VIEWING) return;
+    std::error_code error;
+    if (!std::filesystem::exists(DatabasePath(), error)) return;
+    CRemindInfo found;
+    const bool exists = CReminderAPI::GetInstance()->FindRemindItem(item, found);
+    CheckStore();
+    if (exists && found.m_nReserveType == REMINDER_RESERVE_VIEWING) {
+        Fail("Refused: \"" + TitleText(found) + "\" already has a viewing reminder (UID " +
+             std::to_string(found.m_nUid) + ").");
+    }
+}
+
+// The booking of a guide programme named by its ids, as `add` would make it.
+CRemindInfo GuideBooking(unsigned long long serviceId, unsigned int eventId,
+                         const std::string& as) {
+    TCProgramId id;
+    id.m_serviceId = serviceId;
+    id.m_eventId = eventId;
+    TCProgramData programme;
+    if (Guide()->GetProgram(id, programme) != 1) {
+        Fail("No programme with event " + std::to_string(eventId) + " on service " +
+             std::to_string(serviceId) + ".");
+    }
+    return FromProgramme(programme, as);
+}
+
+void RunAddFromGuide(unsigned long long serviceId, unsigned int eventId, const std::string& as) {
+    CRemindInfo item = GuideBooking(serviceId, eventId, as);
+    RefuseSecondViewing(item);
+    Book(item);
+}
+
+// "HH:MM" is that time of the television's day (the next day once the programme then on air
+// has ended); any other form is read as a full time.
+unsigned long ParseAtOrFail(const std::string& text, const TCServiceData& channel,
+                            TCProgramData& programme) {
+    unsigned int hours = 0;
+    unsigned int minutes = 0;
+    int consumed = 0;
+    const unsigned long nowLocal = CReminderAPIUtil::GetCurrentTime();
+    std::vector<unsigned long> candidates;
+    if (std::sscanf(text.c_str(), "%2u:%2u%n", &hours, &minutes, &consumed) == 2 &&
+        static_cast<size_t>(consumed) == text.size() && hours < 24 && minutes < 60) {
+        const unsigned long today = nowLocal - nowLocal % 86400 + hours * 3600UL + minutes * 60UL;
+        candidates = {today, today + 86400};
+    } else if (const auto parsed = ParseTime(text)) {
+        candidates = {ToLocal(*parsed)};
+    } else {
+        Fail("Cannot read --at '" + text + "': give HH:MM (the television's clock) or " +
+             kTimeForms + ".");
+    }
+    const auto serviceId =
+        static_cast<unsigned long long>(Attribute(channel, SERVICE_ATTR_SERVICE_ID));
+    std::vector<TCProgramData> programmes;
+    Guide()->GetProgramList(serviceId, programmes);
+    const unsigned long nowUtc = CReminderAPIUtil::GetUTCTime(nowLocal);
+    for (const unsigned long local : candidates) {
+        const unsigned long utc = CReminderAPIUtil::GetUTCTime(local);
+        for (const TCProgramData& p : programmes) {
+            const unsigned long end = p.StartTime() + p.Duration();
+            if (p.StartTime() <= utc && utc < end && (end > nowUtc || candidates.size() == 1)) {
+                programme = p;
+                return local;
+            }
+        }
+    }
+    Fail("The guide of channel " + ChannelNumber(channel) + " has no programme at " + text +
+         " (reminderctl guide --channel " + ChannelNumber(channel) + " lists them).");
+}
+
+void RunAddAt(const std::string& channelText, const std::string& at, const std::string& as) {
+    const TCServiceData channel = FindChannelOrFail(ParseChannelOrFail(channelText));
+    TCProgramData programme;
+    ParseAtOrFail(at, channel, programme);
+    CRemindInfo item = FromProgramme(programme, as);
+    RefuseSecondViewing(item);
+    Book(item);
+}
+
+const char* const kRepeatForms =
+    "once, daily, mon-fri, weekend or days:MTWTFSS (Monday first; '-' leaves a day out, e.g. "
+    "days:M-W-F--)";
 
 // "once", "daily", "mon-fri", "weekend" or "days:MTWTFSS" (Monday first; '-' leaves a day out).
 bool ParseRepeat(const std::string& text, EReminderRepeatType& type, unsigned char& mask) {
@@ -378,33 +356,20 @@ bool ParseRepeat(const std::string& text, EReminderRepeatType& type, unsigned ch
 }
 
 CRemindInfo ManualBooking(const SManualOptions& options) {
-    unsigned int major = 0;
-    unsigned int minor = 0;
-    const int fields = std::sscanf(options.channel.c_str(), "%u.%u", &major, &minor);
-    if (fields < 1) Fail("Cannot read channel '" + options.channel + "'.");
-    const TCServiceData* found = nullptr;
-    const std::vector<TCServiceData> channels = Channels();
-    for (const TCServiceData& channel : channels) {
-        if (Attribute(channel, SERVICE_ATTR_MAJOR) == major &&
-            (fields < 2 || Attribute(channel, SERVICE_ATTR_MINOR) == minor)) {
-            found = &channel;
-            break;
-        }
-    }
-    if (found == nullptr) Fail("The television has no channel " + options.channel + ".");
+    const TCServiceData found = FindChannelOrFail(ParseChannelOrFail(options.channel));
 
     EReminderRepeatType repeat = REMINDER_REPEAT_NONE;
     unsigned char mask = 0;
     if (!ParseRepeat(options.repeat, repeat, mask))
-        Fail("Cannot read repeat '" + options.repeat + "'.");
+        Fail("Cannot read repeat '" + options.repeat + "': give " + kRepeatForms + ".");
     const SParsedTime start = ParseTimeOrFail(options.start, "start time");
 
     CRemindInfo item;
-    item.Set(static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_MAJOR)),
-             static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_MINOR)),
-             static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_PTC)),
-             static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_CHANNEL_TYPE)),
-             static_cast<unsigned short>(Attribute(*found, SERVICE_ATTR_PROGRAM_NUMBER)));
+    item.Set(static_cast<unsigned short>(Attribute(found, SERVICE_ATTR_MAJOR)),
+             static_cast<unsigned short>(Attribute(found, SERVICE_ATTR_MINOR)),
+             static_cast<unsigned short>(Attribute(found, SERVICE_ATTR_PTC)),
+             static_cast<unsigned short>(Attribute(found, SERVICE_ATTR_CHANNEL_TYPE)),
+             static_cast<unsigned short>(Attribute(found, SERVICE_ATTR_PROGRAM_NUMBER)));
     item.m_nManual = 1;
     item.m_nReserveType =
         options.as == "viewing" ? REMINDER_RESERVE_VIEWING : REMINDER_RESERVE_RECORDING;
@@ -415,6 +380,11 @@ CRemindInfo ManualBooking(const SManualOptions& options) {
     item.m_nUTCDuration = options.duration * 60;
     item.m_sChannelName = ChannelName(item.m_nServiceId);
     return item;
+}
+
+void RunAddManual(const SManualOptions& options) {
+    CRemindInfo item = ManualBooking(options);
+    Book(item);
 }
 
 void PrintJson(const std::vector<CRemindInfo>& items) {
@@ -447,15 +417,18 @@ void RunList(const std::string& kind, const std::string& order, const std::strin
                                  : order == "channel" ? REM_ORDER_BY_CHANNEL_NUMBER
                                                       : REM_ORDER_BY_START_TIME;
     std::vector<CRemindInfo> items;
-    if (at.empty()) {
-        int count = 0;
-        CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, kListKinds.at(kind),
-                                                          orderBy);
-    } else {
-        // Every booking whose padded start (its start less the start margin) is that minute.
-        CRemindInfo probe;
-        probe.SetStartTime(ToLocal(ParseTimeOrFail(at, "--at")));
-        CReminderAPI::GetInstance()->GetStartTimeIsSameItems(probe, items, REM_SCHEDULED_ALL);
+    if (DatabaseExists()) {
+        if (at.empty()) {
+            int count = 0;
+            CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, kListKinds.at(kind),
+                                                              orderBy);
+        } else {
+            // Every booking whose padded start (its start less the start margin) is that minute.
+            CRemindInfo probe;
+            probe.SetStartTime(ToLocal(ParseTimeOrFail(at, "--at")));
+            CReminderAPI::GetInstance()->GetStartTimeIsSameItems(probe, items, REM_SCHEDULED_ALL);
+        }
+        CheckStore();
     }
     if (json) {
         PrintJson(items);
@@ -465,24 +438,31 @@ void RunList(const std::string& kind, const std::string& order, const std::strin
         std::printf("No bookings.\n");
         return;
     }
-    PrintBookingHeader();
+    CTable table = BookingTable();
+    for (const CRemindInfo& item : items) AddBookingRow(table, item);
+    table.Print();
     for (const CRemindInfo& item : items) {
-        PrintBookingRow(item);
         if (item.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED) {
-            std::printf("       failed: %s\n", FailureReason(item).c_str());
+            std::printf("UID %u failed: %s\n", item.m_nUid, FailureReason(item).c_str());
         }
     }
+    const int taken = CReminderAPI::GetInstance()->GetRemindItemCnt();
+    CheckStore();
     std::printf(
         "%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
-        items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
-        CReminderAPIUtil::GetMaxItemCnt());
+        items.size(), taken, CReminderAPIUtil::GetMaxItemCnt());
+}
+
+[[noreturn]] void NoSuchBooking(unsigned long uid) {
+    Fail("No booking with UID " + std::to_string(uid) + " (reminderctl list shows them).");
 }
 
 void RunShow(unsigned long uid) {
+    if (!DatabaseExists()) NoSuchBooking(uid);
     CRemindInfo item;
-    if (!CReminderAPI::GetInstance()->GetRemindItemByUid(uid, item) || item.m_nUid != uid) {
-        Fail("No booking with UID " + std::to_string(uid) + ".");
-    }
+    const bool found = CReminderAPI::GetInstance()->GetRemindItemByUid(uid, item);
+    CheckStore();
+    if (!found || item.m_nUid != uid) NoSuchBooking(uid);
     std::printf("UID:          %u\n", item.m_nUid);
     std::printf("Title:        %s\n", TitleText(item).c_str());
     std::printf("Kind:         %s (reserve type %d)\n", KindName(item),
@@ -491,7 +471,7 @@ void RunShow(unsigned long uid) {
         item.m_sChannelName.empty() ? ChannelName(item.m_nServiceId) : item.m_sChannelName;
     std::printf("Channel:      %s  %s (service %llu)\n", ChannelText(item).c_str(), name.c_str(),
                 item.m_nServiceId);
-    std::printf("Start:        %s\n", FormatLocal(item.m_nEventTime).c_str());
+    std::printf("Start:        %s\n", FormatLocalWithOffset(item.m_nEventTime).c_str());
     std::printf("Duration:     %u min\n", item.m_nDuration / 60);
     std::printf("Margins:      %u min before, %u min after\n", item.m_nStartMarginTime / 60,
                 item.m_nEndMarginTime / 60);
@@ -501,16 +481,33 @@ void RunShow(unsigned long uid) {
         std::printf("Program CRID: %s\n", item.m_sProgramCrid.c_str());
     if (!item.m_sSeriesCrid.empty()) std::printf("Series CRID:  %s\n", item.m_sSeriesCrid.c_str());
     if (!item.m_sSynopsis.empty()) std::printf("Synopsis:     %s\n", item.m_sSynopsis.c_str());
-    std::printf("Added:        %s\n", FormatLocal(item.m_nAddedTime).c_str());
+    std::printf("Added:        %s\n", FormatLocalWithOffset(item.m_nAddedTime).c_str());
 }
 
 void RunDelete(unsigned long uid) {
+    if (!DatabaseExists()) NoSuchBooking(uid);
     const size_t before = AllBookings().size();
     if (!CReminderAPI::GetInstance()->UserDeleteRemindItemByUid(uid)) {
-        Fail("No booking with UID " + std::to_string(uid) + ".");
+        CheckStore();
+        NoSuchBooking(uid);
     }
     const size_t after = AllBookings().size();
     std::printf("Deleted %zu booking row(s).\n", before > after ? before - after : 0);
+}
+
+void RunNow() {
+    const unsigned long local = CReminderAPIUtil::GetCurrentTime();
+    const unsigned long utc = CReminderAPIUtil::GetUTCTime(local);
+    const auto format = [](unsigned long seconds) {
+        const time_t t = static_cast<time_t>(seconds);
+        struct tm tm {};
+        gmtime_r(&t, &tm);
+        char text[32];
+        std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &tm);
+        return std::string(text);
+    };
+    std::printf("%s %s  (UTC %s, %lu seconds)\n", format(local).c_str(),
+                FormatOffset(OffsetAtLocal(local)).c_str(), format(utc).c_str(), utc);
 }
 
 // --- Setup ---
@@ -525,12 +522,10 @@ std::string DefaultProfile() {
 
 // Everything the library reads from its environment is settled here, before its first use.
 void PrepareTelevision(const std::string& db, const std::string& profile, const std::string& now) {
-    const std::filesystem::path dbPath(db);
-    if (dbPath.has_parent_path()) {
-        std::error_code error;
-        std::filesystem::create_directories(dbPath.parent_path(), error);
-        if (error) Fail("Cannot create " + dbPath.parent_path().string() + ": " + error.message());
+    if (db.empty()) {
+        Fail("No database file: set --db, REMINDER_DB_PATH, XDG_STATE_HOME or HOME.");
     }
+    SetDatabasePath(db);
     setenv("REMINDER_DB_PATH", db.c_str(), 1);
     setenv("TVSIM_PROFILE", profile.c_str(), 1);
     std::string error;
@@ -540,6 +535,21 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
     // Like a guide application, follow programmes: recordings then become event recordings,
     // which is what books a split event part by part.
     CReminderAPIUtil::CreateProgramSubscriber(ForwardProgramChange, nullptr);
+}
+
+// Output that could not be written is a failure, however far the command got.
+int CheckOutput(int status) {
+    errno = 0;
+    std::cout.flush();
+    const bool coutFailed = std::cout.fail();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) || coutFailed) {
+        const int error = errno;
+        std::cerr << "reminderctl: cannot write the output"
+                  << (error != 0 ? std::string(": ") + std::strerror(error) : std::string())
+                  << "\n";
+        return status != 0 ? status : kExitFailed;
+    }
+    return status;
 }
 
 }  // namespace
@@ -593,57 +603,118 @@ void PrintBookings(const std::vector<CRemindInfo>& items, bool json) {
         PrintJson(items);
         return;
     }
-    PrintBookingHeader();
-    for (const CRemindInfo& item : items) PrintBookingRow(item);
+    CTable table = BookingTable();
+    for (const CRemindInfo& item : items) AddBookingRow(table, item);
+    table.Print();
 }
 
-int main(int argc, char** argv) {
-    CLI::App app{"Books, lists and removes bookings on the simulated television."};
-    app.require_subcommand(1);
+namespace {
 
-    std::string db = "./var/ReminderFile_v1.db";
+int Run(int argc, char** argv) {
+    CLI::App app{
+        "Books, lists and removes bookings of the television's booking list (the simulated "
+        "television on this machine).",
+        "reminderctl"};
+    app.require_subcommand(1);
+    // The common options may also follow the command: reminderctl list --db FILE.
+    app.fallthrough();
+    app.set_version_flag("--version",
+                         std::string("reminderctl (reminder-api) ") + REMINDER_API_VERSION_STRING);
+    app.footer(
+        "Times are the television's clock. The database is --db, else $REMINDER_DB_PATH, else "
+        "$XDG_STATE_HOME/reminder/ReminderFile_v1.db (~/.local/state/... without "
+        "XDG_STATE_HOME). Exit status: 0 done, 1 refused or failed, 2 bad command line.");
+
+    std::string db = DefaultDatabase();
     std::string profile = DefaultProfile();
     std::string now;
-    app.add_option("--db", db, "Booking database file")->capture_default_str();
-    app.add_option("--tv", profile, "Television profile (JSON)")->capture_default_str();
+    auto* dbOpt = app.add_option("--db", db, "Booking database file (default: see below)");
+    app.add_option("--tv", profile, "Television profile (JSON; default: the sample television)");
     app.add_option(
         "--now", now,
         "Current time: ISO 8601 (2024-03-01T20:00+01:00; without offset the television's "
         "clock) or UTC seconds");
-    app.parse_complete_callback([&] { PrepareTelevision(db, profile, now); });
+    app.parse_complete_callback([&] {
+        const char* env = std::getenv("REMINDER_DB_PATH");
+        g_databaseNamed = *dbOpt || (env != nullptr && *env != '\0');
+        PrepareTelevision(db, profile, now);
+    });
 
     CLI::App* guide = app.add_subcommand("guide", "Programmes of the guide, with their ids");
-    int guideChannel = -1;
-    guide->add_option("--channel", guideChannel, "Only this major channel number");
-    guide->callback([&] { RunGuide(guideChannel); });
+    SGuideOptions guideOptions;
+    guide->add_option("--channel", guideOptions.channel, "Only this channel: MAJOR or MAJOR.MINOR");
+    guide->add_option("--from", guideOptions.from, "Only programmes on air at or after TIME");
+    guide->add_option("--hours", guideOptions.hours, "Only N hours (from --from, else from now)")
+        ->check(CLI::PositiveNumber);
+    guide->callback([&] { RunGuide(guideOptions); });
 
-    CLI::App* add = app.add_subcommand("add", "Book a programme from the guide, or a manual time");
-    SBookingArgs booking;
-    AddBookingOptions(add, booking);
+    CLI::App* nowCommand =
+        app.add_subcommand("now", "The television's clock and its offset from UTC");
+    nowCommand->callback([] { RunNow(); });
+
+    CLI::App* add = app.add_subcommand(
+        "add", "Book a programme (by channel and time, or by ids), or a manual time");
+    unsigned long long serviceId = 0;
+    unsigned int eventId = 0;
+    std::string as;
+    std::string at;
+    bool manual = false;
+    SManualOptions manualOptions;
+    auto* serviceOpt = add->add_option("--service", serviceId, "Service id of the programme");
+    auto* eventOpt = add->add_option("--event", eventId, "Event id of the programme");
+    add->add_option("--as", as, "viewing, recording or series")
+        ->check(CLI::IsMember({"viewing", "recording", "series"}));
+    auto* manualOpt = add->add_flag("--manual", manual, "Book a channel for a time instead");
+    auto* channelOpt = add->add_option("--channel", manualOptions.channel, "MAJOR or MAJOR.MINOR");
+    auto* atOpt = add->add_option(
+        "--at", at, "With --channel: the programme on air then (HH:MM of today, or a full time)");
+    auto* startOpt = add->add_option("--start", manualOptions.start, "Start time (with --manual)");
+    auto* durationOpt =
+        add->add_option("--duration", manualOptions.duration, "Minutes (with --manual)");
+    add->add_option("--repeat", manualOptions.repeat, "once, daily, mon-fri, weekend, days:MTWTFSS")
+        ->capture_default_str();
+    serviceOpt->needs(eventOpt)->excludes(manualOpt)->excludes(channelOpt);
+    eventOpt->needs(serviceOpt);
+    atOpt->needs(channelOpt)->excludes(manualOpt);
     auto* checkOpt = add->add_flag("--check", g_addCheck, "Report its conflicts; do not store it");
     add->add_flag("--json", g_addJson, "With --check: as JSON")->needs(checkOpt);
     add->callback([&] {
-        CRemindInfo item = BookingFromArgs(booking);
-        Book(item);
+        if (manual) {
+            if (!*channelOpt || !*startOpt || !*durationOpt) {
+                Fail("add --manual needs --channel, --start and --duration.");
+            }
+            if (as == "series") Fail("A manual booking is a viewing or a recording.");
+            if (!as.empty()) manualOptions.as = as;
+            RunAddManual(manualOptions);
+        } else if (*channelOpt) {
+            if (!*atOpt || as.empty()) Fail("add --channel needs --at and --as (or --manual).");
+            RunAddAt(manualOptions.channel, at, as);
+        } else {
+            if (!*serviceOpt || as.empty())
+                Fail(
+                    "add needs --channel and --at, or --service and --event, with --as "
+                    "(or --manual).");
+            RunAddFromGuide(serviceId, eventId, as);
+        }
     });
 
     CLI::App* list = app.add_subcommand("list", "The bookings");
     std::string kind = "all";
     std::string order = "start";
     bool json = false;
-    std::string at;
+    std::string listAt;
     auto* kindOpt = list->add_option("--kind", kind,
                                      "scheduled-and-failed, in-progress, scheduled, failed or all")
                         ->check(CLI::IsMember(
                             {"scheduled-and-failed", "in-progress", "scheduled", "failed", "all"}))
                         ->capture_default_str();
-    list->add_option("--at", at, "Only the bookings that start at this time, of every kind")
+    list->add_option("--at", listAt, "Only the bookings that start at this time, of every kind")
         ->excludes(kindOpt);
     list->add_option("--order", order, "start, title or channel")
         ->check(CLI::IsMember({"start", "title", "channel"}))
         ->capture_default_str();
     list->add_flag("--json", json, "As a JSON array of records");
-    list->callback([&] { RunList(kind, order, at, json); });
+    list->callback([&] { RunList(kind, order, listAt, json); });
 
     CLI::App* show = app.add_subcommand("show", "One booking in detail");
     unsigned long showUid = 0;
@@ -670,4 +741,10 @@ int main(int argc, char** argv) {
         return app.exit(e);
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return CheckOutput(Run(argc, argv));
 }

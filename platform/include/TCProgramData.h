@@ -85,7 +85,8 @@ public:
 private:
     static int CopyOut(const std::string& from, char* buffer, int length) {
         if (buffer == nullptr || length <= 0) return 0;
-        const int n = length < static_cast<int>(from.size()) ? length : static_cast<int>(from.size());
+        const int n =
+            length < static_cast<int>(from.size()) ? length : static_cast<int>(from.size());
         from.copy(buffer, static_cast<size_t>(n));
         return n;
     }

@@ -51,7 +51,8 @@ public:
     virtual int GetPresentProgram(unsigned long long serviceId, TCProgramData& program) = 0;
     virtual int GetFollowingProgram(unsigned long long serviceId, TCProgramData& program) = 0;
     // Every programme of a service in start order.
-    virtual int GetProgramList(unsigned long long serviceId, std::vector<TCProgramData>& programs) = 0;
+    virtual int GetProgramList(unsigned long long serviceId,
+                               std::vector<TCProgramData>& programs) = 0;
 };
 
 class IServiceNavigation {
@@ -82,8 +83,8 @@ public:
     virtual int GetCurrentSource(int& source) = 0;
 };
 
-using ProgramSignalCallback = void (*)(EProgramChangeType type, TCProgramData* program,
-                                       int param1, int param2);
+using ProgramSignalCallback = void (*)(EProgramChangeType type, TCProgramData* program, int param1,
+                                       int param2);
 
 class IProgramSubscriber {
 public:

@@ -10,7 +10,9 @@
 
 namespace testsupport {
 
-std::string SampleProfilePath() { return REMINDER_SAMPLE_PROFILE; }
+std::string SampleProfilePath() {
+    return REMINDER_SAMPLE_PROFILE;
+}
 
 void LoadSampleTelevision() {
     std::string error;
@@ -55,6 +57,8 @@ std::string WriteTempFile(const std::string& name, const std::string& content) {
     return path;
 }
 
-void ClearStore() { CDBControl::GetInstance()->DeleteItem(CDBCriteria()); }
+void ClearStore() {
+    CDBControl::GetInstance()->DeleteItem(CDBCriteria());
+}
 
 }  // namespace testsupport
