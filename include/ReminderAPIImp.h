@@ -158,11 +158,12 @@ private:
                                       std::map<unsigned int, TCProgramData*>& parts);
     void m_DeleteSeriesProgramForSingleEntry(CRemindInfo& item);
 
-    // The list as the current operation sees it, in start-time order (ties by UID), and
-    // whether it has been read; meaningful only while m_nOperationDepth > 0.
+    // The snapshot sorted into `order` as SQLite would sort it.
     void m_ServeSnapshot(std::vector<CRemindInfo>& out, EOrderByType order) const;
-    // Replaces (or adds, or with `remove` drops) the snapshot's row `uid`.
+    // Puts `row` in the place of the snapshot's row `uid` (or adds it); a null `row` drops it.
     void m_PatchSnapshot(unsigned long uid, const CRemindInfo* row);
+    // The list as the current operation sees it, in start-time order (ties by UID), and whether
+    // it has been read; meaningful only while m_nOperationDepth > 0.
     int m_nOperationDepth = 0;
     bool m_bSnapshotValid = false;
     std::vector<CRemindInfo> m_vSnapshot;
