@@ -24,8 +24,3 @@ bool CReminderAPIImp::RecordingIsDelayed(unsigned long) {
 bool CReminderAPIImp::DeleteRecordingItem() {
     return NotAvailable();
 }
-
-int CReminderAPIImp::CheckRemindItemIsRecordable(unsigned long) {
-    NotAvailable();
-    return -1;
-}
