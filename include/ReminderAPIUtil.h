@@ -34,7 +34,7 @@ public:
     // Calendar check of a tm holding a full year and a 1-based month.
     static bool m_IsValidDate(struct tm* tm);
     static unsigned long m_CalculateManualScheduleOffset(struct tm* datatime, struct tm* time,
-                                                        int week, unsigned char inputDay);
+                                                         int week, unsigned char inputDay);
     // Next start of a repeating item at the time of day of `start`; 0 on error.
     static unsigned long GetStartTime(unsigned long start, EReminderRepeatType type,
                                       unsigned char weekdays, bool skipToday);
@@ -45,6 +45,26 @@ public:
     static bool FlagSupportMarginTime();
     // 1: trim margins of back-to-back recordings on any channel, 2: on the same service only.
     static int GetBackToBackRecordingType();
+
+    // --- Duplicate detection ---
+    // Whether the stored item `list` and the candidate `cmp` occupy the same time, their repeat
+    // rules included. The two sides are not symmetric: the list item's time margin is taken off
+    // its start, the candidate uses the default recording margin instead, so callers pass the
+    // stored item first. False means the two may coexist.
+    static bool CheckDuplicateTimeAndRepeat(const CRemindInfo* list, const CRemindInfo* cmp);
+    // Whether [s1, e1) and [s2, e2) overlap; two ranges with the same start always do, even
+    // empty ones.
+    static bool m_CheckDupTime(unsigned long s1, unsigned long e1, unsigned long s2,
+                               unsigned long e2);
+    // Whether the repeat rules make the two ranges fall on a common day. A repeating item meets a
+    // one-off once its first occurrence starts no later than the one-off ends.
+    static bool m_IsRepeatDup(unsigned long listStart, unsigned long listEnd,
+                              EReminderRepeatType listRepeat, unsigned char listDays,
+                              unsigned long cmpStart, unsigned long cmpEnd,
+                              EReminderRepeatType cmpRepeat, unsigned char cmpDays);
+    // Sort predicates: guide start, then service id, then event id; and booking order.
+    static bool SortByStartTime(const TCProgramData* a, const TCProgramData* b);
+    static bool SortByBookingTime(const CRemindInfo* a, const CRemindInfo* b);
 
     // --- Device and application state ---
     static int GetCountry();
@@ -78,6 +98,29 @@ public:
     // The channel of a booking, by its service id.
     static bool FindChannel(const CRemindInfo& item, TCServiceData& service);
     static std::string ProgramToString(const TCProgramData& program);
+
+    // --- Tuners and conflicts ---
+    // Tuners that can receive: the platform's count (0 when unreadable), 1 for two satellite
+    // tuners on a single cable.
+    static int NumOfAvailableTuner();
+    // Tuners that can record, never more than NumOfAvailableTuner().
+    static int NumOfRecordableTuner();
+    // Conditional-access modules inserted and working; 0 when they cannot be read.
+    static int NumOfWorkingCAM();
+    // Whether the two items cannot be received at once: both scrambled with one module, or
+    // either on an analogue channel.
+    static bool FlagOneTunerCase(const CRemindInfo& item, const CRemindInfo& other);
+    // Whether the item cannot be received together with any of `others`: a set with one tuner,
+    // two recordings on one recordable tuner, or the pair rules against any of them.
+    static bool FlagOneTunerCase(const CRemindInfo& item, const std::vector<CRemindInfo>& others);
+    // Whether the item has a tuner conflict with stored bookings other than `exclusions` (and
+    // itself), matched by UID. `flag` is handed to the facade's overlap query. Enters the
+    // facade.
+    static bool ExistConflictsWithExclusions(const CRemindInfo& item,
+                                             const std::vector<CRemindInfo>& exclusions, bool flag);
+    // Whether the facade's conflict set for the item holds anything besides one element equal
+    // to `*exclude` (anything at all when `exclude` is null); false when the query fails.
+    static bool m_HasConflicts(const CRemindInfo& item, const CRemindInfo* exclude);
 
     // --- Programme monitoring ---
     static bool CreateProgramSubscriber(ProgramMonitorCallback callback, void* data);

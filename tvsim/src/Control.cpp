@@ -25,6 +25,23 @@ bool Replace(bool parsed, Television tv, const std::string& message, std::string
     return parsed;
 }
 
+constexpr const char* kSatelliteConnectionKey =
+    "db/menu/Broadcast/setting/SatelliteSystem/SatelliteAntConnectionType";
+
+bool SetChannelAttribute(unsigned long long serviceId, int key, long long value) {
+    return WithTv(nullptr, [&](Simulator& sim) {
+        for (detail::Channel& c : sim.tv.channels) {
+            long long id = 0;
+            if (c.service.FindAttribute(SERVICE_ATTR_SERVICE_ID, id) &&
+                static_cast<unsigned long long>(id) == serviceId) {
+                c.service.SetAttribute(key, value);
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
 }  // namespace
 
 bool LoadProfile(const std::string& jsonText, std::string* error) {
@@ -101,6 +118,52 @@ void SetPowerState(int state) {
 
 int PowerState() {
     return WithTv(nullptr, [](Simulator& sim) { return sim.tv.powerState; });
+}
+
+void SetTunerCounts(int tuners, int recordable) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        sim.tv.systemInfo[18] = tuners;
+        sim.tv.systemInfo[238] = recordable;
+    });
+}
+
+void SetSatelliteSingleCable(bool singleCable) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        const int subMode = sim.tv.tvMode ? sim.tv.tvMode->nSubMode : -1;
+        sim.tv.tvMode = TSTvMode{2, subMode};
+        // The setting reads true for a connection with one cable per tuner.
+        sim.tv.vconf[kSatelliteConnectionKey] = detail::VconfValue{true, singleCable ? 0 : 1};
+    });
+}
+
+void SetTvMode(int mode, int subMode) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.tvMode = TSTvMode{mode, subMode}; });
+}
+
+void SetCaDevice(int key, int state) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.caDevices[key] = state; });
+}
+
+void ClearCaDevices() {
+    WithTv(nullptr, [](Simulator& sim) { sim.tv.caDevices.clear(); });
+}
+
+void SetCridSupport(bool supported) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.cridSupport = supported ? 1 : 0; });
+}
+
+bool SetChannelType(unsigned long long serviceId, int channelType) {
+    return SetChannelAttribute(serviceId, SERVICE_ATTR_CHANNEL_TYPE, channelType);
+}
+
+bool SetChannelScrambled(unsigned long long serviceId, bool scrambled) {
+    return SetChannelAttribute(serviceId, SERVICE_ATTR_SCRAMBLED_IN_PMT, scrambled ? 1 : 0);
+}
+
+void OnNextCall(const std::string& name, std::function<void()> hook) {
+    Simulator& sim = TheSimulator();
+    std::lock_guard<std::mutex> lock(sim.mutex);
+    sim.handles.nextCallHooks[name] = std::move(hook);
 }
 
 bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgramData& out) {

@@ -435,12 +435,35 @@ void ReadTelevision(ProfileReader& r, const Json::Value& root, Television& tv) {
 
 }  // namespace
 
-bool ParseProfile(const std::string& text, const std::string& source, Television& out,
-                  std::string& error) {
+namespace {
+
+constexpr int kMaxBaseDepth = 8;
+
+// Members whose keys a profile changes one by one over its base; every other member it names
+// replaces the base's.
+bool MergesByKey(const std::string& name) {
+    return name == "system_info" || name == "system_settings" || name == "vconf" || name == "pvr";
+}
+
+bool ReadText(const std::string& path, std::string& text, std::string& error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = path + ": cannot be read";
+        return false;
+    }
+    std::ostringstream content;
+    content << in.rdbuf();
+    text = content.str();
+    return true;
+}
+
+// Parses a profile into `root`. A profile may name another one as "base" (a path relative to
+// its own folder, `dir`) and state only what differs from it.
+bool ParseRoot(const std::string& text, const std::string& source, const std::string& dir,
+               int depth, Json::Value& root, std::string& error) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
     std::string parseErrors;
     if (!reader->parse(text.data(), text.data() + text.size(), &root, &parseErrors)) {
         error = source + ": not valid JSON: " + OneLine(parseErrors);
@@ -450,6 +473,40 @@ bool ParseProfile(const std::string& text, const std::string& source, Television
         error = source + ": the profile is not a JSON object";
         return false;
     }
+    if (!root.isMember("base")) return true;
+    if (!root["base"].isString()) {
+        error = source + ": base: expected a string";
+        return false;
+    }
+    if (depth >= kMaxBaseDepth) {
+        error = source + ": base: profiles based on each other too deeply";
+        return false;
+    }
+    const std::string name = root["base"].asString();
+    const std::string path = !name.empty() && name[0] == '/' ? name : dir + name;
+    std::string baseText;
+    if (!ReadText(path, baseText, error)) return false;
+    const size_t slash = path.rfind('/');
+    const std::string baseDir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    Json::Value merged;
+    if (!ParseRoot(baseText, path, baseDir, depth + 1, merged, error)) return false;
+    for (const std::string& member : root.getMemberNames()) {
+        if (member == "base") continue;
+        const Json::Value& value = root[member];
+        if (MergesByKey(member) && value.isObject() && merged[member].isObject()) {
+            for (const std::string& key : value.getMemberNames()) merged[member][key] = value[key];
+        } else {
+            merged[member] = value;
+        }
+    }
+    root = std::move(merged);
+    return true;
+}
+
+bool ParseProfileIn(const std::string& text, const std::string& source, const std::string& dir,
+                    Television& out, std::string& error) {
+    Json::Value root;
+    if (!ParseRoot(text, source, dir, 0, root, error)) return false;
     ProfileReader r(source);
     Television tv;
     ReadTelevision(r, root, tv);
@@ -461,15 +518,19 @@ bool ParseProfile(const std::string& text, const std::string& source, Television
     return true;
 }
 
+}  // namespace
+
+bool ParseProfile(const std::string& text, const std::string& source, Television& out,
+                  std::string& error) {
+    return ParseProfileIn(text, source, "", out, error);
+}
+
 bool ParseProfileFile(const std::string& path, Television& out, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = path + ": cannot be read";
-        return false;
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return ParseProfile(text.str(), path, out, error);
+    std::string text;
+    if (!ReadText(path, text, error)) return false;
+    const size_t slash = path.rfind('/');
+    return ParseProfileIn(text, path, slash == std::string::npos ? "" : path.substr(0, slash + 1),
+                          out, error);
 }
 
 }  // namespace tvsim::detail

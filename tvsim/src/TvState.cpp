@@ -48,6 +48,21 @@ const GuideEntry* FindEntry(const Television& tv, unsigned long long serviceId,
     return nullptr;
 }
 
+void RunNextCallHook(const char* name) {
+    std::function<void()> hook;
+    {
+        Simulator& sim = TheSimulator();
+        std::lock_guard<std::mutex> lock(sim.mutex);
+        auto& hooks = sim.handles.nextCallHooks;
+        if (hooks.empty()) return;
+        const auto it = hooks.find(name);
+        if (it == hooks.end()) return;
+        hook = std::move(it->second);
+        hooks.erase(it);
+    }
+    hook();
+}
+
 unsigned long UtcNow(const Television& tv) {
     if (tv.fixedUtc) return *tv.fixedUtc;
     return static_cast<unsigned long>(std::time(nullptr));

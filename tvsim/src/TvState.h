@@ -3,6 +3,7 @@
 #ifndef TVSIM_TVSTATE_H
 #define TVSIM_TVSTATE_H
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -98,6 +99,8 @@ struct Handles {
     int nextHandle = 1;
     ProgramSignalCallback callback = nullptr;
     int liveAppControls = 0;
+    // Run once, before the next call of the named platform call (OnNextCall).
+    std::map<std::string, std::function<void()>> nextCallHooks;
 };
 
 struct Simulator {
@@ -114,9 +117,14 @@ Simulator& TheSimulator();
 // Loads TVSIM_PROFILE once, when nothing has been loaded yet. Call with the mutex held.
 void EnsureLoaded(Simulator& sim);
 
+// Runs the hook set for the next call of `name`, if any, without the lock held: the hook may
+// call the library, which calls the television again.
+void RunNextCallHook(const char* name);
+
 // Runs `f(sim)` under the lock with the profile loaded, counting one call of `name` when given.
 template <typename F>
 auto WithTv(const char* name, F&& f) {
+    if (name != nullptr) RunNextCallHook(name);
     Simulator& sim = TheSimulator();
     std::lock_guard<std::mutex> lock(sim.mutex);
     EnsureLoaded(sim);

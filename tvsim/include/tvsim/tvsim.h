@@ -4,10 +4,14 @@
 // The television is described by a JSON profile, read from the file named by TVSIM_PROFILE on
 // the first platform or control call (no TVSIM_PROFILE: an empty television), or given here.
 // Members (all optional; an absent one is absent on the television, so reading it fails):
+//   base                another profile this one starts from (a path relative to this file's
+//                       folder); the members named here replace the base's, except that
+//                       system_info, system_settings, vconf and pvr change key by key
 //   now                 UTC seconds of a clock that stays still; absent: the system clock
 //   utc_offset          seconds from UTC to local time (may be negative)
 //   country             system settings key 154
-//   system_info         {"18": 2, ...}: integer key as text -> integer
+//   system_info         {"18": 2, ...}: integer key as text -> integer (18 tuners,
+//                       238 recordable tuners, 125 PVR support)
 //   system_settings     as system_info, for system_settings_get_value_int
 //   vconf               {"db/...": 2, "db/...": true}: key -> integer or boolean
 //   channels            [{service_id, major, minor, ptc, channel_type, program_number,
@@ -20,9 +24,11 @@
 //   pvr                 {default_device, remaining_time (seconds, or {"kind": seconds}),
 //                        recording_services [ids], highlight_player,
 //                        pre_channel_change {result, stop_type, handler}}
-//   ca_devices          [{key, state}]
+//   ca_devices          [{key, state}]: conditional-access modules by slot (state 1: working)
 //   running_apps        [application ids]
-//   tv_mode             [mode, sub mode]
+//   tv_mode             [mode, sub mode]; mode 2 is satellite reception, where the vconf
+//                       boolean "db/menu/Broadcast/setting/SatelliteSystem/
+//                       SatelliteAntConnectionType" false means one cable for both tuners
 //   current_source, monitoring_type, crid_support (ISOSpecApp tag 81), power_state, pc_mode
 //   virtual_programmes  [{service_id, start, title, description}]
 //   remote_channels     [{source, activity_id, major, minor, name}]
@@ -38,6 +44,7 @@
 // channel_type 1, program_number 15, transport_stream_id 18, frequency 4, service_profile 3,
 // scrambled 101 (0 or 1). IService::FindService fills only the attributes its criteria fetched
 // (none when it fetched none); FindServices fills every attribute when nothing was fetched.
+// Channel types 1 and 3 are analogue; 2, 4, 5, 6 and 7 digital.
 //
 // The records of the running set (launches, vconf writes, remote sends, call counts) start
 // afresh with every LoadProfile and Reset. The programme subscriber (its callback and live
@@ -46,6 +53,7 @@
 #ifndef TVSIM_TVSIM_H
 #define TVSIM_TVSIM_H
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -123,6 +131,26 @@ void SetVconfBool(const std::string& key, bool value);
 void SetAppRunning(const std::string& appId, bool running);
 void SetPowerState(int state);
 int PowerState();
+
+// Tuners, conditional access and channels of the running television.
+// Tuner counts: system_info keys 18 (tuners) and 238 (recordable tuners).
+void SetTunerCounts(int tuners, int recordable);
+// Satellite reception (tv_mode 2) with the antenna on a single cable (true) or not.
+void SetSatelliteSingleCable(bool singleCable);
+void SetTvMode(int mode, int subMode);
+// The state of the conditional-access module in slot `key` (1: inserted and working).
+void SetCaDevice(int key, int state);
+void ClearCaDevices();
+// ISOSpecApp tag 81.
+void SetCridSupport(bool supported);
+// Attributes of the channel of `serviceId`; false when the television has no such channel.
+bool SetChannelType(unsigned long long serviceId, int channelType);
+bool SetChannelScrambled(unsigned long long serviceId, bool scrambled);
+
+// Runs `hook` once, on the calling thread, just before the next platform call `name` (a
+// function, factory or method name) is served: a test can act while the library is in the
+// middle of an operation, calling the library again from there.
+void OnNextCall(const std::string& name, std::function<void()> hook);
 
 // What the library asked of the television.
 std::vector<RemoteSend> RemoteSends();
