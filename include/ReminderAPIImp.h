@@ -135,6 +135,10 @@ public:
     bool t_AddRemindItem(const CRemindInfo& item, bool startFlag);
     bool t_UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item);
     bool t_DeleteRemindItemByUid(unsigned long uid);
+    // The stored event recording (reserve type 2 or 3) on the programme's service whose
+    // programme or series CRID equals, ignoring case, the programme's own CRID or one of its
+    // series CRIDs.
+    bool t_FindRemindItemFromProgramByCrid(const TCProgramData& program, CRemindInfo& out);
     // Trims the margins that touch a stored recording beginning or ending where `item` does.
     void t_DeleteTimeMarginForBackToBackRecording(CRemindInfo* item);
 

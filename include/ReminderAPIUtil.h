@@ -123,11 +123,28 @@ public:
     static bool m_HasConflicts(const CRemindInfo& item, const CRemindInfo* exclude);
 
     // --- Programme monitoring ---
+    // One subscriber per process; true only for the call that created it. The first caller's
+    // callback receives every change, on the middleware's thread.
     static bool CreateProgramSubscriber(ProgramMonitorCallback callback, void* data);
-    static bool FlagProgramMonitoringSupported(EProgramMonitoringType& type);
-    static bool FlagProgramMonitoringSupported();
     static void m_ProcessProgramSignal(EProgramChangeType type, TCProgramData* program, int param1,
                                        int param2);
+    // Follows one booking created from programme data, under its UID (a manual booking never).
+    static bool MonitorProgram(const CRemindInfo& info);
+    static bool CancelMonitorProgram(const CRemindInfo& info);
+    // Follows every programme of a series CRID; cancelling needs the CRID exactly as monitored.
+    static bool MonitorCRID(const std::string& crid);
+    static bool CancelMonitorCRID(const std::string& crid);
+    static bool FlagProgramMonitoringSupported(EProgramMonitoringType& type);
+    static bool FlagProgramMonitoringSupported();
+    // True when the recorder must stop the recording itself rather than wait for the
+    // broadcaster's end signal.
+    static bool NeedPVRStop(const CRemindInfo& item);
+
+    // --- Channel tuning ---
+    // Brings the booking's channel to the screen when the viewer accepts a reminder: sends a
+    // remote channel to the universal remote, else launches the application that should show
+    // it now. Failures are logged only.
+    static void TuneChannel(const CRemindInfo& item);
 
     // --- Alternative broadcasts ---
     // For a booking that conflicts, other showings of the same programme that would not: under

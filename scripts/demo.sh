@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the project, then books, replaces and refuses programmes on the sample television with
-# reminderctl, on a fresh database.
+# reminderctl, on a fresh database; then lets the evening pass: a recording runs and ends, a
+# daily reminder moves on, missed recordings fail.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 CTL="$BUILD_DIR/tools/reminderctl"
@@ -74,9 +75,49 @@ refused "One more is refused: the list is full" add --service 1005 --event 128 -
 step "The final list" list
 ctl list
 
+printf '\n==== Act two: the evening passes\n'
+# The television's clock is the sample's (19:00 on 23 November) until --now moves it.
+FILM_UID="$(ctl list | awk '/Cinéma de Minuit/ && /recording/ { print $1; exit }')"
+at() {
+    local when="$1" title="$2"
+    shift 2
+    step "$title" --now "$when" "$@"
+    ctl --now "$when" "$@"
+}
+
+at 2026-11-23T21:00 "21:00: the late film's time has come, it is ready to record" recorder ready "$FILM_UID"
+at 2026-11-23T21:00 "The recorder takes the next ready recording and starts it" recorder next
+at 2026-11-23T21:30 "What is being recorded" recorder current
+at 2026-11-23T23:10 "23:10: the film has ended, its booking goes" recorder done
+
+at 2026-11-23T23:15 "A daily reminder for the late news, in the place the film left" add --manual --channel 2 --start 2026-11-23T23:30 --duration 15 --repeat daily --as viewing
+
+at 2026-11-24T08:00 "Next morning the housekeeping passes run: the daily reminder moves on, the film on channel 2 that was never recorded fails, passed reminders go" expire
+at 2026-11-24T08:00 "The failed recordings, with their reasons" list --kind failed
+
 kill "$WATCH_PID" 2>/dev/null || true
 wait "$WATCH_PID" 2>/dev/null || true
 WATCH_PID=""
 printf '\n== What the watching process heard: %s change events\n' "$(wc -l <"$DEMO_DIR/events")"
 sed -n 1,5p "$DEMO_DIR/events"
 [ "$(wc -l <"$DEMO_DIR/events")" -gt 5 ] && echo "..."
+
+# --- A reminder is accepted, and a booked programme moves ---
+# What the reminder pop-up does when the viewer accepts: the application that should show the
+# channel now is launched with it, depending on what is on screen.
+REMINDER_UID=$(ctl list | awk '$5 == "5.0" && $6 == "viewing" { print $1; exit }')
+step "The reminder fires and the viewer accepts it: nothing on screen, the set in picture-off" \
+    tune "$REMINDER_UID" --stop-type 209 --picture-off
+ctl tune "$REMINDER_UID" --stop-type 209 --picture-off
+step "Accepted while the guide is on screen" tune "$REMINDER_UID" --stop-type 209 --guide-shown
+ctl tune "$REMINDER_UID" --stop-type 209 --guide-shown
+step "Accepted while the recorder may take the channel change (stop type 0)" tune "$REMINDER_UID"
+ctl tune "$REMINDER_UID"
+
+# The broadcaster moves the late film a quarter of an hour later; a monitoring process follows
+# every booked recording and series and hears of it as it happens.
+MOVING_TV="$DEMO_DIR/tv-moving.json"
+sed '1s/^{/{"programme_changes": [{"after": 500, "type": 1, "service_id": 1001, "event_id": 104, "start": 1795464900}],/' \
+    "$PROFILE" >"$MOVING_TV"
+step "A monitoring process; the late film moves from 21:00 to 21:15" monitor --count 1
+"$CTL" --db "$DEMO_DIR/ReminderFile_v1.db" --tv "$MOVING_TV" monitor --count 1 --timeout 30

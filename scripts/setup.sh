@@ -7,7 +7,7 @@ BUILD_DIR=${BUILD_DIR:-$ROOT_DIR/build}
 
 PACKAGES=(build-essential cmake ninja-build pkg-config libsqlite3-dev libjsoncpp-dev
           libglib2.0-dev libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
-          dbus-daemon sqlite3)
+          dbus-daemon sqlite3 gettext)
 
 missing=()
 for p in "${PACKAGES[@]}"; do

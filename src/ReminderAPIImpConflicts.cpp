@@ -56,8 +56,10 @@ bool CReminderAPIImp::ExistConflicts(const CRemindInfo& item, std::vector<CRemin
         criteria.Fetch(key);
     }
     criteria.Where(SERVICE_ATTR_SERVICE_ID, static_cast<long long>(item.m_nServiceId));
+    IService* services = nullptr;
+    if (!TVServiceAPI::CreateService(1, 0, &services) || services == nullptr) return false;
     TCServiceData channel;
-    if (!CReminderAPIUtil::FindChannel(criteria, channel)) return false;
+    if (services->FindService(criteria, channel) != 1) return false;
 
     conflicts.clear();
 

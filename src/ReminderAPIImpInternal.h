@@ -163,6 +163,40 @@ inline bool NotAvailable() {
     return false;
 }
 
+// --- Shared by the update, deletion and recording life-cycle operations (ReminderAPIImpUpdate) ---
+
+enum class ELookup { kFound, kMissing, kUnreadable };
+
+// The stored item with this UID, from the list read by start time.
+ELookup FindStored(CReminderAPIImp& engine, unsigned long uid, CRemindInfo& out);
+
+// Moves a repeating item forward, one occurrence at a time, until its padded start is no longer
+// before `now`. False, with the item unchanged, when the schedule gives no such occurrence (a
+// clock that cannot be read, a weekday repeat without days).
+bool MoveToOccurrenceFrom(CRemindInfo& item, unsigned long now);
+
+// Stores new content under a stored UID the way UpdateRemindItemByUid does, in the caller's
+// operation and without announcing it; false when nothing was stored.
+bool StoreUpdate(CReminderAPIImp& engine, unsigned long uid, const CRemindInfo& item,
+                 bool clearAlarm, bool startFlag);
+
+// Deletes the item with this UID the way DeleteRemindItemByUid does (every part of a split
+// event), in the caller's operation and without announcing it; false when nothing was deleted.
+bool DeleteWithChain(CReminderAPIImp& engine, unsigned long uid);
+
+// Deletes every item of `list` that `matches` accepts, counting them in `deleted`. False at the
+// first deletion that did not land.
+template <class Pred>
+bool DeleteEach(CReminderAPIImp& engine, const std::vector<CRemindInfo>& list, Pred matches,
+                size_t& deleted) {
+    for (const CRemindInfo& e : list) {
+        if (!matches(e)) continue;
+        if (!engine.t_DeleteRemindItemByUid(e.m_nUid)) return false;
+        ++deleted;
+    }
+    return true;
+}
+
 }  // namespace engine_detail
 
 #endif

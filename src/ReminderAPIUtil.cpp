@@ -1,5 +1,6 @@
-// CReminderAPIUtil: the clock, repeat schedule, margins, device probes, channel lookup and the
-// process-wide programme subscriber.
+// CReminderAPIUtil: the clock, repeat schedule, margins, device probes and channel lookup.
+// Programme monitoring lives in ReminderAPIUtilMonitor.cpp, channel tuning in
+// ReminderAPIUtilTune.cpp.
 #include "ReminderAPIUtil.h"
 
 #include <iconv.h>
@@ -48,12 +49,6 @@ constexpr long long kNoMajor = 65535;
 // The middleware's profile and index for every interface the library creates.
 constexpr int kServiceProfile = 1;
 constexpr int kServiceIndex = 0;
-
-// Process-wide programme monitoring: the first client to create the subscriber fixes the
-// callback for the life of the process.
-IProgramSubscriber* pProgSubscriber = nullptr;
-CReminderAPIUtil::ProgramMonitorCallback pProgMonitorCB = nullptr;
-void* pProgMonitorCBData = nullptr;
 
 // Seconds are unsigned 32-bit everywhere, even where `unsigned long` is wider.
 uint32_t Seconds(unsigned long t) {
@@ -635,43 +630,4 @@ std::string CReminderAPIUtil::ProgramToString(const TCProgramData& program) {
     }
     text << " StartTime=" << program.StartTime() << ", Major=" << major << "]";
     return text.str();
-}
-
-// --- Programme monitoring ---
-
-bool CReminderAPIUtil::CreateProgramSubscriber(ProgramMonitorCallback callback, void* data) {
-    REMINDER_ENTRY();
-    if (pProgSubscriber != nullptr) return false;
-    pProgMonitorCB = callback;
-    pProgMonitorCBData = data;
-    REMINDER_LOG("Create CReminderAPIUtil::pProgSubscriber...");
-    TVServiceAPI::CreateProgramSubscriber(kServiceProfile, kServiceIndex, m_ProcessProgramSignal,
-                                          &pProgSubscriber);
-    REMINDER_LOG("CReminderAPIUtil::pProgSubscriber = [%p]", static_cast<void*>(pProgSubscriber));
-    return pProgSubscriber != nullptr;
-}
-
-void CReminderAPIUtil::m_ProcessProgramSignal(EProgramChangeType type, TCProgramData* program,
-                                              int /*param1*/, int /*param2*/) {
-    if (pProgMonitorCB != nullptr) pProgMonitorCB(type, program, pProgMonitorCBData);
-}
-
-bool CReminderAPIUtil::FlagProgramMonitoringSupported(EProgramMonitoringType& type) {
-    REMINDER_ENTRY();
-    if (pProgSubscriber == nullptr) {
-        REMINDER_ERR("Call CReminderAPIUtil::CreateProgramSubscriber() first");
-        return false;
-    }
-    REMINDER_LOG("Calling pProgSubscriber->MonitoringType");
-    if (pProgSubscriber->MonitoringType(type) == 1 && type != PROGRAM_MONITORING_NONE) {
-        REMINDER_LOG("Program Monitoring is supported");
-        return true;
-    }
-    REMINDER_LOG("Program Monitoring is not supported");
-    return false;
-}
-
-bool CReminderAPIUtil::FlagProgramMonitoringSupported() {
-    EProgramMonitoringType type = PROGRAM_MONITORING_NONE;
-    return FlagProgramMonitoringSupported(type);
 }

@@ -129,4 +129,77 @@ TEST_F(ReminderctlTest, NowMovesTheClock) {
     }
 }
 
+TEST_F(ReminderctlTest, KindsStartsOverlapsAndCrids) {
+    ASSERT_EQ(Run("add --service 1001 --event 104 --as recording").status, 0);
+    // The opera on the satellite channel is split in three parts, each with its own '#' suffix.
+    ASSERT_EQ(Run("add --service 5001 --event 701 --as recording").status, 0);
+
+    SRun run = Run("list --kind scheduled-and-failed");
+    EXPECT_TRUE(Contains(run.output, "4 row(s)")) << run.output;
+    run = Run("list --kind in-progress");
+    EXPECT_TRUE(Contains(run.output, "No bookings.")) << run.output;
+    // Both start at 21:00 with a two-minute start margin: their padded start is 20:58.
+    run = Run("list --at 2026-11-23T20:58");
+    EXPECT_TRUE(Contains(run.output, "2 row(s)")) << run.output;
+    EXPECT_TRUE(Contains(Run("list --at 2026-11-23T21:00").output, "No bookings."));
+    EXPECT_NE(Run("list --at 2026-11-23T20:58 --kind failed").status, 0);
+
+    // The film in three parts at 21:00 on another channel meets both 21:00 bookings.
+    run = Run("overlaps --service 1002 --event 500 --as recording");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "2 booking(s) overlap it")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Cinéma de Minuit")) << run.output;
+    run = Run("overlaps --manual --channel 1 --start 2026-11-23T23:00 --duration 30 --json");
+    ASSERT_EQ(run.status, 0) << run.output;
+    Json::Value list;
+    std::string errors;
+    std::istringstream json(run.output);
+    ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), json, &list, &errors)) << errors;
+    ASSERT_EQ(list.size(), 2u);  // the film on channel 1 and the opera's last part
+    EXPECT_TRUE(Contains(Run("overlaps --manual --channel 1 --start 2026-11-23T10:00 "
+                             "--duration 30")
+                             .output,
+                         "No booking overlaps it."));
+    // Asking books nothing.
+    EXPECT_TRUE(Contains(Run("list").output, "4 row(s)"));
+    EXPECT_NE(Run("overlaps --manual --channel 1").status, 0);
+
+    // Another instance of the opera in other letter case: its programme is booked, but no
+    // booking carries that exact CRID.
+    run = Run("find --crid CRID://SAT.EXAMPLE/OPERA/AIDA#9");
+    EXPECT_TRUE(Contains(run.output, "Programme booked: yes")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "No booking carries this CRID")) << run.output;
+    run = Run("find --crid crid://sat.example/opera/aida#2");
+    EXPECT_TRUE(Contains(run.output, "1 booking(s) carry this CRID")) << run.output;
+    EXPECT_TRUE(Contains(Run("find --crid crid://nowhere").output, "Programme booked: no"));
+}
+
+TEST_F(ReminderctlTest, ExpireAndTheRecorderLifeCycle) {
+    // UID 1: the late film (21:00 to 23:00), UID 2: a daily reminder at 20:30.
+    ASSERT_EQ(Run("add --service 1001 --event 104 --as recording").status, 0);
+    ASSERT_EQ(Run("add --manual --channel 2 --start 2026-11-23T20:30 --duration 15 --repeat daily "
+                  "--as viewing")
+                  .status,
+              0);
+    SRun run = Run("recorder next");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(Contains(run.output, "No recording is ready.")) << run.output;
+    ASSERT_EQ(Run("recorder ready 1").status, 0);
+    run = Run("recorder next");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Recording: UID 1")) << run.output;
+    EXPECT_TRUE(Contains(Run("recorder current").output, "UID 1")) << run.output;
+    run = Run("recorder fail 1 --errno 42");
+    ASSERT_EQ(run.status, 0) << run.output;
+    run = Run("list --kind failed");
+    EXPECT_TRUE(Contains(run.output, "failed: error 42")) << run.output;
+    EXPECT_EQ(Run("recorder done").status, 1);
+
+    // Next morning the daily reminder has moved on.
+    run = Run("--now 2026-11-24T08:00 expire");
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(Contains(run.output, "Moved     UID 2")) << run.output;
+    EXPECT_TRUE(Contains(run.output, "to 2026-11-24 20:30")) << run.output;
+}
+
 }  // namespace

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -254,8 +255,13 @@ std::string LoggedRefusal() {
     return "";
 }
 
+// `add --check [--json]`: report the booking's conflicts instead of storing it.
+bool g_addCheck = false;
+bool g_addJson = false;
+
 // Adds the booking and reports what changed in the list: the rows stored, the rows replaced.
 void Book(CRemindInfo& item) {
+    if (g_addCheck) return CheckBooking(item, g_addJson);
     CReminderAPI* api = CReminderAPI::GetInstance();
     const std::vector<CRemindInfo> before = AllBookings();
     const bool wasFull = api->FlagReminderListIsFull();
@@ -319,7 +325,8 @@ void RunGuide(int channelFilter) {
     }
 }
 
-void RunAddFromGuide(unsigned long long serviceId, unsigned int eventId, const std::string& as) {
+CRemindInfo GuideBooking(unsigned long long serviceId, unsigned int eventId,
+                         const std::string& as) {
     TCProgramId id;
     id.m_serviceId = serviceId;
     id.m_eventId = eventId;
@@ -344,16 +351,8 @@ void RunAddFromGuide(unsigned long long serviceId, unsigned int eventId, const s
     if (item.m_nReserveType == REMINDER_RESERVE_NONE) {
         Fail("The television does not know service " + std::to_string(serviceId) + ".");
     }
-    Book(item);
+    return item;
 }
-
-struct SManualOptions {
-    std::string channel;
-    std::string start;
-    unsigned int duration = 0;
-    std::string repeat = "once";
-    std::string as = "recording";
-};
 
 // "once", "daily", "mon-fri", "weekend" or "days:MTWTFSS" (Monday first; '-' leaves a day out).
 bool ParseRepeat(const std::string& text, EReminderRepeatType& type, unsigned char& mask) {
@@ -378,7 +377,7 @@ bool ParseRepeat(const std::string& text, EReminderRepeatType& type, unsigned ch
     return true;
 }
 
-void RunAddManual(const SManualOptions& options) {
+CRemindInfo ManualBooking(const SManualOptions& options) {
     unsigned int major = 0;
     unsigned int minor = 0;
     const int fields = std::sscanf(options.channel.c_str(), "%u.%u", &major, &minor);
@@ -415,33 +414,51 @@ void RunAddManual(const SManualOptions& options) {
     item.m_nDuration = options.duration * 60;
     item.m_nUTCDuration = options.duration * 60;
     item.m_sChannelName = ChannelName(item.m_nServiceId);
-    Book(item);
+    return item;
 }
 
-void RunList(const std::string& kind, const std::string& order, bool json) {
-    const EExtractType type = kind == "scheduled" ? REM_EXTRACT_SCHEDULED
-                              : kind == "failed"  ? REM_EXTRACT_FAILED
-                                                  : REM_EXTRACT_ALL_BOOKINGS;
+void PrintJson(const std::vector<CRemindInfo>& items) {
+    Json::Value array(Json::arrayValue);
+    const std::unique_ptr<Json::CharReader> parser(Json::CharReaderBuilder().newCharReader());
+    for (const CRemindInfo& item : items) {
+        const std::string text = item.Serialize();
+        Json::Value value;
+        std::string errors;
+        if (parser->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+            array.append(value);
+        }
+    }
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "  ";
+    std::cout << Json::writeString(writer, array) << "\n";
+}
+
+// The kinds of `list --kind`, one per extract type of the library.
+const std::map<std::string, EExtractType> kListKinds = {
+    {"scheduled-and-failed", REM_EXTRACT_SCHEDULED_AND_FAILED},
+    {"in-progress", REM_EXTRACT_RESERVE_TYPE_3},
+    {"scheduled", REM_EXTRACT_SCHEDULED},
+    {"failed", REM_EXTRACT_FAILED},
+    {"all", REM_EXTRACT_ALL_BOOKINGS},
+};
+
+void RunList(const std::string& kind, const std::string& order, const std::string& at, bool json) {
     const EOrderByType orderBy = order == "title"     ? REM_ORDER_BY_TITLE
                                  : order == "channel" ? REM_ORDER_BY_CHANNEL_NUMBER
                                                       : REM_ORDER_BY_START_TIME;
     std::vector<CRemindInfo> items;
-    int count = 0;
-    CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, type, orderBy);
+    if (at.empty()) {
+        int count = 0;
+        CReminderAPI::GetInstance()->GetRemindItemsByType(count, items, kListKinds.at(kind),
+                                                          orderBy);
+    } else {
+        // Every booking whose padded start (its start less the start margin) is that minute.
+        CRemindInfo probe;
+        probe.SetStartTime(ToLocal(ParseTimeOrFail(at, "--at")));
+        CReminderAPI::GetInstance()->GetStartTimeIsSameItems(probe, items, REM_SCHEDULED_ALL);
+    }
     if (json) {
-        Json::Value array(Json::arrayValue);
-        const std::unique_ptr<Json::CharReader> parser(Json::CharReaderBuilder().newCharReader());
-        for (const CRemindInfo& item : items) {
-            const std::string text = item.Serialize();
-            Json::Value value;
-            std::string errors;
-            if (parser->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-                array.append(value);
-            }
-        }
-        Json::StreamWriterBuilder writer;
-        writer["indentation"] = "  ";
-        std::cout << Json::writeString(writer, array) << "\n";
+        PrintJson(items);
         return;
     }
     if (items.empty()) {
@@ -449,7 +466,12 @@ void RunList(const std::string& kind, const std::string& order, bool json) {
         return;
     }
     PrintBookingHeader();
-    for (const CRemindInfo& item : items) PrintBookingRow(item);
+    for (const CRemindInfo& item : items) {
+        PrintBookingRow(item);
+        if (item.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED) {
+            std::printf("       failed: %s\n", FailureReason(item).c_str());
+        }
+    }
     std::printf(
         "%zu row(s); %d of %d places taken (series episodes and failed recordings are free).\n",
         items.size(), CReminderAPI::GetInstance()->GetRemindItemCnt(),
@@ -517,11 +539,63 @@ void PrepareTelevision(const std::string& db, const std::string& profile, const 
     if (!now.empty()) tvsim::SetCurrentTime(ToUtc(ParseTimeOrFail(now, "--now")));
     // Like a guide application, follow programmes: recordings then become event recordings,
     // which is what books a split event part by part.
-    CReminderAPIUtil::CreateProgramSubscriber([](EProgramChangeType, TCProgramData*, void*) {},
-                                              nullptr);
+    CReminderAPIUtil::CreateProgramSubscriber(ForwardProgramChange, nullptr);
 }
 
 }  // namespace
+
+unsigned long ParseTelevisionTime(const std::string& text, const char* what) {
+    return ToLocal(ParseTimeOrFail(text, what));
+}
+
+// --- Shared with the command groups of other sources ---
+
+void AddBookingOptions(CLI::App* command, SBookingArgs& args) {
+    args.command = command->get_name();
+    args.serviceOpt =
+        command->add_option("--service", args.serviceId, "Service id of the programme");
+    args.eventOpt = command->add_option("--event", args.eventId, "Event id of the programme");
+    command->add_option("--as", args.as, "viewing, recording or series")
+        ->check(CLI::IsMember({"viewing", "recording", "series"}));
+    args.manualOpt =
+        command->add_flag("--manual", args.manual, "Book a channel for a time instead");
+    args.channelOpt = command->add_option("--channel", args.manualOptions.channel, "MAJOR[.MINOR]");
+    args.startOpt = command->add_option("--start", args.manualOptions.start, "Start time");
+    args.durationOpt = command->add_option("--duration", args.manualOptions.duration, "Minutes");
+    command
+        ->add_option("--repeat", args.manualOptions.repeat,
+                     "once, daily, mon-fri, weekend, days:MTWTFSS")
+        ->capture_default_str();
+    args.serviceOpt->needs(args.eventOpt)->excludes(args.manualOpt);
+    args.eventOpt->needs(args.serviceOpt);
+    args.channelOpt->needs(args.manualOpt);
+}
+
+CRemindInfo BookingFromArgs(const SBookingArgs& args) {
+    const std::string& command = args.command;
+    if (args.manual) {
+        if (!*args.channelOpt || !*args.startOpt || !*args.durationOpt) {
+            Fail(command + " --manual needs --channel, --start and --duration.");
+        }
+        if (args.as == "series") Fail("A manual booking is a viewing or a recording.");
+        SManualOptions options = args.manualOptions;
+        if (!args.as.empty()) options.as = args.as;
+        return ManualBooking(options);
+    }
+    if (!*args.serviceOpt || args.as.empty()) {
+        Fail(command + " needs --service, --event and --as (or --manual).");
+    }
+    return GuideBooking(args.serviceId, args.eventId, args.as);
+}
+
+void PrintBookings(const std::vector<CRemindInfo>& items, bool json) {
+    if (json) {
+        PrintJson(items);
+        return;
+    }
+    PrintBookingHeader();
+    for (const CRemindInfo& item : items) PrintBookingRow(item);
+}
 
 int main(int argc, char** argv) {
     CLI::App app{"Books, lists and removes bookings on the simulated television."};
@@ -544,51 +618,32 @@ int main(int argc, char** argv) {
     guide->callback([&] { RunGuide(guideChannel); });
 
     CLI::App* add = app.add_subcommand("add", "Book a programme from the guide, or a manual time");
-    unsigned long long serviceId = 0;
-    unsigned int eventId = 0;
-    std::string as;
-    bool manual = false;
-    SManualOptions manualOptions;
-    auto* serviceOpt = add->add_option("--service", serviceId, "Service id of the programme");
-    auto* eventOpt = add->add_option("--event", eventId, "Event id of the programme");
-    add->add_option("--as", as, "viewing, recording or series")
-        ->check(CLI::IsMember({"viewing", "recording", "series"}));
-    auto* manualOpt = add->add_flag("--manual", manual, "Book a channel for a time instead");
-    auto* channelOpt = add->add_option("--channel", manualOptions.channel, "MAJOR[.MINOR]");
-    auto* startOpt = add->add_option("--start", manualOptions.start, "Start time");
-    auto* durationOpt = add->add_option("--duration", manualOptions.duration, "Minutes");
-    add->add_option("--repeat", manualOptions.repeat, "once, daily, mon-fri, weekend, days:MTWTFSS")
-        ->capture_default_str();
-    serviceOpt->needs(eventOpt)->excludes(manualOpt);
-    eventOpt->needs(serviceOpt);
-    channelOpt->needs(manualOpt);
+    SBookingArgs booking;
+    AddBookingOptions(add, booking);
+    auto* checkOpt = add->add_flag("--check", g_addCheck, "Report its conflicts; do not store it");
+    add->add_flag("--json", g_addJson, "With --check: as JSON")->needs(checkOpt);
     add->callback([&] {
-        if (manual) {
-            if (!*channelOpt || !*startOpt || !*durationOpt) {
-                Fail("add --manual needs --channel, --start and --duration.");
-            }
-            if (as == "series") Fail("A manual booking is a viewing or a recording.");
-            if (!as.empty()) manualOptions.as = as;
-            RunAddManual(manualOptions);
-        } else {
-            if (!*serviceOpt || as.empty())
-                Fail("add needs --service, --event and --as (or --manual).");
-            RunAddFromGuide(serviceId, eventId, as);
-        }
+        CRemindInfo item = BookingFromArgs(booking);
+        Book(item);
     });
 
     CLI::App* list = app.add_subcommand("list", "The bookings");
     std::string kind = "all";
     std::string order = "start";
     bool json = false;
-    list->add_option("--kind", kind, "scheduled, failed or all")
-        ->check(CLI::IsMember({"scheduled", "failed", "all"}))
-        ->capture_default_str();
+    std::string at;
+    auto* kindOpt = list->add_option("--kind", kind,
+                                     "scheduled-and-failed, in-progress, scheduled, failed or all")
+                        ->check(CLI::IsMember(
+                            {"scheduled-and-failed", "in-progress", "scheduled", "failed", "all"}))
+                        ->capture_default_str();
+    list->add_option("--at", at, "Only the bookings that start at this time, of every kind")
+        ->excludes(kindOpt);
     list->add_option("--order", order, "start, title or channel")
         ->check(CLI::IsMember({"start", "title", "channel"}))
         ->capture_default_str();
     list->add_flag("--json", json, "As a JSON array of records");
-    list->callback([&] { RunList(kind, order, json); });
+    list->callback([&] { RunList(kind, order, at, json); });
 
     CLI::App* show = app.add_subcommand("show", "One booking in detail");
     unsigned long showUid = 0;
@@ -602,6 +657,12 @@ int main(int argc, char** argv) {
     remove->callback([&] { RunDelete(deleteUid); });
 
     AddWatchCommand(app);
+    AddQueryCommands(app);
+    AddExpireCommand(app);
+    AddRecorderCommand(app);
+    AddTuneCommands(app);
+    AddConflictsCommand(app);
+    AddTimelineCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -1,6 +1,6 @@
 // Main of every test binary. Each process gets its own database file (removed at exit), the
-// sample television unless the test names another, and the private test bus, so that no test
-// touches the machine's own system bus or another test's data.
+// sample television unless the test names another, the private test bus and the build tree's
+// message catalogue, so that no test touches the machine's own system bus or another test's data.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -30,6 +30,7 @@ void PrepareEnvironment() {
     }
     setenv("TVSIM_PROFILE", REMINDER_SAMPLE_PROFILE, 0);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", REMINDER_TEST_BUS_ADDRESS, 0);
+    setenv("REMINDER_LOCALE_DIR", REMINDER_BUILD_LOCALE_DIR, 0);
 }
 
 }  // namespace

@@ -102,6 +102,16 @@ void SetSystemSetting(int key, int value) {
     WithTv(nullptr, [&](Simulator& sim) { sim.tv.systemSettings[key] = value; });
 }
 
+void SetServiceRecording(unsigned long long serviceId, bool recording) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        if (recording) {
+            sim.tv.pvr.recordingServices.insert(serviceId);
+        } else {
+            sim.tv.pvr.recordingServices.erase(serviceId);
+        }
+    });
+}
+
 void SetAppRunning(const std::string& appId, bool running) {
     WithTv(nullptr, [&](Simulator& sim) {
         if (running) {
@@ -118,6 +128,34 @@ void SetPowerState(int state) {
 
 int PowerState() {
     return WithTv(nullptr, [](Simulator& sim) { return sim.tv.powerState; });
+}
+
+void SetDualView(bool running) {
+    SetVconfInt("memory/tandem/state", running ? 1 : 0);
+}
+
+void SetGuideShown(bool shown) {
+    SetVconfInt("memory/epg/guide_show", shown ? 1 : 0);
+}
+
+void SetHighlightPlayer(int flag) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.pvr.highlightPlayer = flag; });
+}
+
+void SetPreChannelChange(int result, int stopType, int handler) {
+    WithTv(nullptr, [&](Simulator& sim) {
+        sim.tv.pvr.preChannelChangeResult = result;
+        sim.tv.pvr.stopType = stopType;
+        sim.tv.pvr.handler = handler;
+    });
+}
+
+void SetMonitoringType(std::optional<int> type) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.monitoringType = type; });
+}
+
+void SetCurrentSource(std::optional<int> source) {
+    WithTv(nullptr, [&](Simulator& sim) { sim.tv.currentSource = source; });
 }
 
 void SetTunerCounts(int tuners, int recordable) {
@@ -208,24 +246,6 @@ int CallCount(const std::string& name) {
 
 int LiveAppControls() {
     return WithTv(nullptr, [](Simulator& sim) { return sim.handles.liveAppControls; });
-}
-
-bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId, int param1,
-                         int param2) {
-    TCProgramData programme;
-    return FindProgramme(serviceId, eventId, programme) &&
-           SignalProgramChange(type, programme, param1, param2);
-}
-
-bool SignalProgramChange(int type, const TCProgramData& programme, int param1, int param2) {
-    const ProgramSignalCallback callback =
-        WithTv(nullptr, [](Simulator& sim) { return sim.handles.callback; });
-    if (callback == nullptr) return false;
-    // Outside the lock: the callback may well call back into the television. It gets a copy,
-    // as from the middleware's own thread.
-    TCProgramData copy = programme;
-    callback(static_cast<EProgramChangeType>(type), &copy, param1, param2);
-    return true;
 }
 
 }  // namespace tvsim

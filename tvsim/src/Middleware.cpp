@@ -461,7 +461,13 @@ bool TVServiceAPI::CreateProgramSubscriber(int, int, ProgramSignalCallback callb
                                            IProgramSubscriber** out) {
     if (!Create<IProgramSubscriber, ProgramSubscriber>("CreateProgramSubscriber", out))
         return false;
-    WithTv(nullptr, [&](Simulator& sim) { sim.handles.callback = callback; });
+    WithTv(nullptr, [&](Simulator& sim) {
+        sim.handles.callback = callback;
+        if (!sim.handles.subscriberCreated) {
+            sim.handles.subscriberCreated = std::chrono::steady_clock::now();
+        }
+    });
+    tvsim::detail::StartProgrammeSignals();
     return true;
 }
 

@@ -409,6 +409,33 @@ void ReadProviders(ProfileReader& r, const Json::Value& root, Television& tv) {
     }
 }
 
+void ReadProgrammeChanges(ProfileReader& r, const Json::Value& root, Television& tv) {
+    const Json::Value& changes = r.Array(root, "", "programme_changes");
+    for (Json::ArrayIndex i = 0; i < changes.size(); ++i) {
+        const std::string path = Index("programme_changes", i);
+        if (!r.IsObject(changes[i], path)) continue;
+        const Json::Value& c = changes[i];
+        ScriptedChange change;
+        change.afterMs = r.Integer(c, path, "after", 0, LLONG_MAX).value_or(0);
+        change.type = r.Int(c, path, "type").value_or(0);
+        const auto serviceId = r.Integer(c, path, "service_id", 0, LLONG_MAX);
+        const auto eventId = r.Integer(c, path, "event_id", 0, 0xFFFF);
+        for (const auto& [value, name] : {std::pair{serviceId.has_value(), "service_id"},
+                                          std::pair{eventId.has_value(), "event_id"}}) {
+            if (!value && !r.Failed()) r.Fail(Join(path, name), "missing");
+        }
+        change.serviceId = static_cast<unsigned long long>(serviceId.value_or(0));
+        change.eventId = static_cast<unsigned short>(eventId.value_or(0));
+        if (const auto start = r.Integer(c, path, "start", 0, kMaxUnsigned32)) {
+            change.start = static_cast<unsigned long>(*start);
+        }
+        if (const auto duration = r.Integer(c, path, "duration", 0, kMaxUnsigned32)) {
+            change.duration = static_cast<unsigned long>(*duration);
+        }
+        tv.programmeChanges.push_back(change);
+    }
+}
+
 void ReadTelevision(ProfileReader& r, const Json::Value& root, Television& tv) {
     if (const auto now = r.Integer(root, "", "now", 0, kMaxUnsigned32)) {
         tv.fixedUtc = static_cast<unsigned long>(*now);
@@ -430,6 +457,7 @@ void ReadTelevision(ProfileReader& r, const Json::Value& root, Television& tv) {
     tv.powerState = r.Int(root, "", "power_state").value_or(0);
     tv.pcMode = r.Int(root, "", "pc_mode").value_or(0);
     ReadProviders(r, root, tv);
+    ReadProgrammeChanges(r, root, tv);
     ReadTextSet(r, root, "failures", tv.failures);
 }
 
@@ -526,8 +554,12 @@ bool ParseRoot(const std::string& text, const std::string& source, const std::st
         }
     }
     // Channels are named by their old service id, programmes by service and event id.
-    ApplyUpdates(merged["channels"], root["channel_updates"], {"service_id"});
-    ApplyUpdates(merged["programmes"], root["programme_updates"], {"service_id", "event_id"});
+    if (root.isMember("channel_updates") && merged.isMember("channels")) {
+        ApplyUpdates(merged["channels"], root["channel_updates"], {"service_id"});
+    }
+    if (root.isMember("programme_updates") && merged.isMember("programmes")) {
+        ApplyUpdates(merged["programmes"], root["programme_updates"], {"service_id", "event_id"});
+    }
     root = std::move(merged);
     return true;
 }

@@ -3,6 +3,7 @@
 #ifndef TVSIM_TVSTATE_H
 #define TVSIM_TVSTATE_H
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -61,6 +62,17 @@ struct RemoteChannel {
     std::string name;
 };
 
+// A change the broadcaster will signal: delivered by the subscriber's thread once `afterMs`
+// have passed since the subscriber was created and a live subscription follows the programme.
+struct ScriptedChange {
+    long long afterMs = 0;
+    int type = 0;
+    unsigned long long serviceId = 0;
+    unsigned short eventId = 0;
+    std::optional<unsigned long> start;  // UTC; absent: as in the guide
+    std::optional<unsigned long> duration;
+};
+
 // Everything a profile describes. A default-constructed television is empty.
 struct Television {
     std::optional<unsigned long> fixedUtc;  // absent: the system clock
@@ -82,6 +94,7 @@ struct Television {
     std::set<std::string> failures;
     std::vector<VirtualProgramme> virtualProgrammes;
     std::vector<RemoteChannel> remoteChannels;
+    std::vector<ScriptedChange> programmeChanges;
 };
 
 // What the running television has been asked to do since it was last reset.
@@ -90,6 +103,7 @@ struct Records {
     std::vector<VconfWrite> vconfWrites;
     std::vector<RemoteSend> remoteSends;
     std::map<std::string, int> callCounts;
+    std::set<size_t> deliveredChanges;  // indexes into Television::programmeChanges
 };
 
 // The programme subscriber and the app_control handles outlive a change of profile, as the
@@ -98,6 +112,7 @@ struct Handles {
     std::vector<Subscription> subscriptions;
     int nextHandle = 1;
     ProgramSignalCallback callback = nullptr;
+    std::optional<std::chrono::steady_clock::time_point> subscriberCreated;
     int liveAppControls = 0;
     // Run once, before the next call of the named platform call (OnNextCall).
     std::map<std::string, std::function<void()>> nextCallHooks;
@@ -148,6 +163,10 @@ bool ParseProfile(const std::string& text, const std::string& source, Television
                   std::string& error);
 // Reads and parses a profile file; errors name the file.
 bool ParseProfileFile(const std::string& path, Television& out, std::string& error);
+
+// Starts the programme subscriber's delivery thread once; it runs until the process ends.
+// Call without the mutex held.
+void StartProgrammeSignals();
 
 // Replaces the television (empty on failure) and forgets the records. Call with the mutex held.
 void Install(Simulator& sim, Television tv);

@@ -36,6 +36,12 @@
 //   current_source, monitoring_type, crid_support (ISOSpecApp tag 81), power_state, pc_mode
 //   virtual_programmes  [{service_id, start, title, description}]
 //   remote_channels     [{source, activity_id, major, minor, name}]
+//   programme_changes   [{after (milliseconds), type, service_id, event_id, start, duration}]:
+//                       changes the broadcaster signals. Each reaches the programme
+//                       subscriber's callback once, from its thread, when `after` has passed
+//                       since the subscriber was created and a live subscription follows the
+//                       programme (its service and event, or one of its series CRIDs); the
+//                       programme is the guide's with `start` (UTC) and `duration` if given
 //   failures            ["svc_pvr_get_remaining_time", "system_info_get_value_int:18", ...]:
 //                       platform calls that fail, for every key or only for the key after ':'
 //                       (vconf key, integer key, service id, application id, ISOSpecApp tag).
@@ -57,6 +63,7 @@
 #ifndef TVSIM_TVSIM_H
 #define TVSIM_TVSIM_H
 
+#include <optional>
 #include <functional>
 #include <string>
 #include <utility>
@@ -135,6 +142,8 @@ void SetVconfBool(const std::string& key, bool value);
 void SetAppRunning(const std::string& appId, bool running);
 void SetPowerState(int state);
 int PowerState();
+// Whether the PVR is recording the service now (svc_pvr_is_recording).
+void SetServiceRecording(unsigned long long serviceId, bool recording);
 
 // Tuners, conditional access and channels of the running television.
 // Tuner counts: system_info keys 18 (tuners) and 238 (recordable tuners).
@@ -164,12 +173,31 @@ int CallCount(const std::string& name);
 // app_control handles created and not yet destroyed.
 int LiveAppControls();
 
-// Delivers a programme change to the programme subscriber's callback, as the middleware does
-// from its own thread; false when no subscriber callback is set or the programme is unknown.
+// What is on screen and how the PVR service answers, for the applications that tune a channel.
+// Dual view and the guide are the vconf keys "memory/tandem/state" and
+// "memory/epg/guide_show".
+void SetDualView(bool running);
+void SetGuideShown(bool shown);
+void SetHighlightPlayer(int flag);
+// The answer of svc_pvr_pre_channel_change_on_recording: its result and, on success (0), the
+// stop type and handler it writes.
+void SetPreChannelChange(int result, int stopType, int handler);
+// The programme subscriber's monitoring type and the current source; absent: refused.
+void SetMonitoringType(std::optional<int> type);
+void SetCurrentSource(std::optional<int> source);
+
+// Delivers a programme change to the programme subscriber's callback from the subscriber's own
+// thread, as the middleware does, and returns once it was delivered; false when no subscriber
+// callback is set or the programme is unknown. Any subscriber's callback receives it, whatever
+// it subscribed to.
 bool SignalProgramChange(int type, unsigned long long serviceId, unsigned short eventId,
                          int param1 = 0, int param2 = 0);
 // As above with a programme of the caller's own, such as one whose start time has moved.
 bool SignalProgramChange(int type, const TCProgramData& programme, int param1 = 0, int param2 = 0);
+// As above without waiting for the delivery.
+bool PostProgramChange(int type, const TCProgramData& programme, int param1 = 0, int param2 = 0);
+// Returns once every change posted so far was delivered.
+void WaitProgramChanges();
 
 }  // namespace tvsim
 
