@@ -50,7 +50,9 @@ void Take(const TCServiceData& service, int attribute, Field& field) {
     if (service.FindAttribute(attribute, value)) field = static_cast<Field>(value);
 }
 
-// The booking with the channel fields of `service`; its name as the television now gives it.
+// The booking with the channel fields of `service`; a name the booking keeps becomes the one
+// the television now gives. A booking that keeps no name (the application asks the television
+// for it) is not given one: a rescan that changed nothing must not rewrite every booking.
 CRemindInfo WithChannel(const CRemindInfo& item, const TCServiceData& service) {
     CRemindInfo fresh(item);
     Take(service, SERVICE_ATTR_SERVICE_ID, fresh.m_nServiceId);
@@ -62,7 +64,7 @@ CRemindInfo WithChannel(const CRemindInfo& item, const TCServiceData& service) {
     Take(service, SERVICE_ATTR_TRANSPORT_STREAM_ID, fresh.m_nTransportStreamId);
     Take(service, SERVICE_ATTR_FREQUENCY, fresh.m_frequency);
     const std::string name = fresh.GetChannelName();
-    if (!name.empty()) fresh.m_sChannelName = name;
+    if (!fresh.m_sChannelName.empty() && !name.empty()) fresh.m_sChannelName = name;
     return fresh;
 }
 
