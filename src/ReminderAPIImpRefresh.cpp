@@ -12,7 +12,6 @@ using namespace engine_detail;
 namespace {
 
 constexpr unsigned short kEveryChannelType = 0xFFFF;  // -1 as the caller's unsigned short
-constexpr unsigned short kErrnoChannelRemoved = 1001;
 
 // Bookings that belong to a channel of this television (not one behind the universal remote).
 bool IsOnLocalChannel(const CRemindInfo& e) {

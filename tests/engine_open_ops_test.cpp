@@ -2,6 +2,9 @@
 // follow a channel rescan and a guide update, and whether a booking can still record by its CRID.
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
+
 #include <algorithm>
 #include <list>
 #include <map>
@@ -334,6 +337,34 @@ TEST_F(OpenOpsTest, ARescanOfOneChannelTypeLeavesTheOthers) {
     ASSERT_TRUE(engine.UpdateChannelInfoOfRemindItems(2));
     ASSERT_TRUE(Row(digital, row));
     EXPECT_EQ(row.m_nMajor, 15u);
+}
+
+TEST_F(OpenOpsTest, TheFailureOfARemovedChannelHasItsOwnText) {
+    ASSERT_NE(setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    setenv("LANGUAGE", "en", 1);
+    setenv("REMINDER_LOCALE_DIR", REMINDER_BUILD_LOCALE_DIR, 1);
+    const struct {
+        unsigned short error;
+        bool known;
+        const char* text;
+    } cases[] = {
+        {1000, true, "The recording failed because the TV's time was changed."},
+        {1001, true, "The channel of this recording is no longer available."},
+        {1002, false, "untouched"},
+        {0, false, "untouched"},
+    };
+    for (const auto& c : cases) {
+        std::string text = "untouched";
+        EXPECT_EQ(CReminderAPIUtil::GetTextForTimerRecordingErrorByTimeChange(c.error, text),
+                  c.known)
+            << c.error;
+        EXPECT_EQ(text, c.text) << c.error;
+    }
+    setenv("REMINDER_LOCALE_DIR", "/nonexistent", 1);
+    std::string text;
+    EXPECT_TRUE(CReminderAPIUtil::GetTextForTimerRecordingErrorByTimeChange(1001, text));
+    EXPECT_EQ(text, "TV_SID_RECORDING_FAILED_CHANNEL_REMOVED_MSG");
+    setenv("REMINDER_LOCALE_DIR", REMINDER_BUILD_LOCALE_DIR, 1);
 }
 
 // --- Guide refresh ---
