@@ -1,6 +1,7 @@
 // CReminderAPIImp, refreshing stored bookings after a channel rescan or a guide update. Each
 // pass reads the list once, writes only the bookings that changed, in one transaction, and
 // announces the change once; a pass that changed nothing writes nothing and stays silent.
+#include <algorithm>
 #include <list>
 
 #include "FCAPI.h"
@@ -77,9 +78,15 @@ CRemindInfo WithProgramme(const CRemindInfo& item, const TCProgramData& program)
     fresh.m_sSynopsis = guide.m_sSynopsis;
     fresh.m_sGuidance = guide.m_sGuidance;
     fresh.m_sProgramCrid = guide.m_sProgramCrid;
+    // A booking of a series follows the series CRIDs of its programme (keeping its own while
+    // the programme still carries it); a booking of a single showing is not made part of one.
     std::list<std::string> series;
-    if (program.GetCRIDs(series, CRID_TYPE_SERIES) && !series.empty()) {
-        fresh.m_sSeriesCrid = series.front();
+    if (!item.m_sSeriesCrid.empty() && program.GetCRIDs(series, CRID_TYPE_SERIES) &&
+        !series.empty()) {
+        const bool kept = std::any_of(series.begin(), series.end(), [&](const std::string& c) {
+            return CReminderAPIUtil::CompareStrIgnoringCase(c, item.m_sSeriesCrid) == 0;
+        });
+        if (!kept) fresh.m_sSeriesCrid = series.front();
     }
     fresh.m_bIsHD = guide.m_bIsHD;
     fresh.m_nUTCStartTime = guide.m_nUTCStartTime;

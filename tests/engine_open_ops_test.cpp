@@ -414,6 +414,14 @@ TEST_F(OpenOpsTest, AGuideThatHasNotChangedWritesNothing) {
     Store(FromGuide(1001, 121));
     Store(FromGuide(1003, 105, REMINDER_RESERVE_VIEWING));
     Store(FromGuide(1005, 108, REMINDER_RESERVE_RECORDING_MONITORED));
+    // One episode booked on its own: the guide's series CRID does not make it part of a series.
+    CRemindInfo single = FromGuide(1001, 138);
+    single.m_sSeriesCrid.clear();
+    Store(single);
+    // A series CRID kept in other letters is still the programme's.
+    CRemindInfo shouting = FromGuide(1002, 124);
+    shouting.m_sSeriesCrid = Upper(shouting.m_sSeriesCrid);
+    Store(shouting);
     const std::vector<CRemindInfo> before = Stored();
     tvsim::ClearLogs();
     ASSERT_TRUE(engine.UpdateReminditemToMeta());

@@ -663,6 +663,7 @@ int main(int argc, char** argv) {
     AddTuneCommands(app);
     AddConflictsCommand(app);
     AddTimelineCommand(app);
+    AddRefreshCommands(app);
 
     try {
         app.parse(argc, argv);
