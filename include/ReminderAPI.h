@@ -110,8 +110,9 @@ public:
     // After a channel rescan. For each stored booking on a local channel (not one behind the
     // universal remote) of `channelType` (-1, i.e. 0xFFFF: every type), except failed
     // recordings, the channel is looked up again by the key the booking keeps of it (channel
-    // type with transport stream, physical channel and programme number; an analogue
-    // channel by its frequency):
+    // type with transport stream, physical channel and programme number, those it has; an
+    // analogue channel by its frequency; a channel these do not identify, such as a virtual
+    // one, by its service id):
     //   found      the service id, major/minor numbers, physical channel, programme number,
     //              transport stream, frequency and service profile are refreshed, and the
     //              channel name when the booking keeps one;

@@ -28,6 +28,11 @@ bool FollowsItsProgramme(const CRemindInfo& e) {
     return CReminderAPIImp::m_FlagReserveTypeIsForScheduled(e.m_nReserveType);
 }
 
+bool IsUnsetKeyValue(int attribute, long long value) {
+    constexpr long long kNoValue16 = 0xFFFF;
+    return attribute == SERVICE_ATTR_FREQUENCY ? value < 0 : value == kNoValue16;
+}
+
 // The channel found again by the key a booking keeps of it, with every attribute the booking
 // copies; false when the television no longer has it.
 bool FindChannelAgain(const CRemindInfo& item, TCServiceData& service) {
@@ -40,7 +45,20 @@ bool FindChannelAgain(const CRemindInfo& item, TCServiceData& service) {
           SERVICE_ATTR_TRANSPORT_STREAM_ID, SERVICE_ATTR_FREQUENCY}) {
         criteria.Fetch(attribute);
     }
-    for (const auto& [attribute, value] : key.Attributes()) criteria.Where(attribute, value);
+    // A key attribute the booking holds no value of (an IP or virtual channel has no transport
+    // stream) tells nothing and is left out; a channel the rest of its key does not identify
+    // is found by its service id, the one thing it has.
+    bool identified = false;
+    for (const auto& [attribute, value] : key.Attributes()) {
+        if (attribute != SERVICE_ATTR_CHANNEL_TYPE) {
+            if (IsUnsetKeyValue(attribute, value)) continue;
+            identified = true;
+        }
+        criteria.Where(attribute, value);
+    }
+    if (!identified) {
+        criteria.Where(SERVICE_ATTR_SERVICE_ID, static_cast<long long>(item.m_nServiceId));
+    }
     return CReminderAPIUtil::FindChannel(criteria, service);
 }
 

@@ -324,6 +324,35 @@ TEST_F(OpenOpsTest, ARescanRenumbersRemovesAndLeavesAlone) {
     EXPECT_EQ(Notifications(), 0u);
 }
 
+TEST_F(OpenOpsTest, ARescanThatChangedNothingKeepsEveryKindOfChannel) {
+    // Digital, analogue (found by frequency), IP, virtual and satellite channels, with and
+    // without a 64-bit service id.
+    for (const unsigned long long service :
+         {1001ull, 1006ull, 2001ull, 2002ull, 3001ull, 4001ull, 5001ull, 4294967296ull}) {
+        CRemindInfo item;
+        item.Set(service);
+        item.m_nReserveType = REMINDER_RESERVE_VIEWING;
+        item.SetStartTime(kNow + 3600 * 5 + static_cast<uint32_t>(service % 1000) * 60);
+        item.m_sTitle = "On " + std::to_string(service);
+        Store(item);
+    }
+    const std::vector<CRemindInfo> before = Stored();
+    ASSERT_EQ(before.size(), 8u);
+    tvsim::ClearLogs();
+    ASSERT_TRUE(engine.UpdateChannelInfoOfRemindItems(kEveryChannelType));
+    EXPECT_EQ(Notifications(), 0u);
+    const std::vector<CRemindInfo> after = Stored();
+    std::string gone;
+    for (const CRemindInfo& e : before) {
+        CRemindInfo row;
+        if (!Row(e.m_nUid, row)) gone += e.m_sTitle + " ";
+    }
+    ASSERT_EQ(after.size(), before.size()) << "gone: " << gone;
+    for (size_t i = 0; i < after.size(); ++i) {
+        EXPECT_TRUE(after[i] == before[i]) << before[i].ToString();
+    }
+}
+
 TEST_F(OpenOpsTest, ARescanOfOneChannelTypeLeavesTheOthers) {
     const uint32_t digital = Store(FromGuide(1005, 108));
     std::string error;
