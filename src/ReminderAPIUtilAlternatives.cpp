@@ -52,6 +52,12 @@ std::vector<CRemindInfo> CReminderAPIUtil::m_GetBookingAlternative(const CRemind
             program.EventId() == booking.m_nEventId) {
             continue;  // the booked showing itself
         }
+        std::string instance;
+        if (booking.m_sProgramCrid.find('#') != std::string::npos &&
+            program.GetProgramCRID(instance) &&
+            CompareStrIgnoringCase(instance, booking.m_sProgramCrid) == 0) {
+            continue;  // another part of the same split showing, not another showing
+        }
         CRemindInfo showing = AsBooking(program, booking);
         if (showing.m_nServiceId != program.ServiceId()) continue;  // a channel we do not have
         if (showing.m_nEventTime - showing.m_nStartMarginTime <= now) continue;
