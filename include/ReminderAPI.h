@@ -121,8 +121,10 @@ public:
     //              GetTextForTimerRecordingErrorByTimeChange gives; a reminder to watch is
     //              deleted; other kinds (series base, group, ...) are left as they are.
     // Only the bookings that changed are written, in one transaction; one event announces
-    // them, and a pass that changed nothing writes nothing and announces nothing. False when
-    // the list could not be read or a write failed (then nothing is changed).
+    // them, and a pass that changed nothing writes nothing and announces nothing. False, with
+    // nothing changed, when the television answers for no channel at all (its service
+    // interface fails, or the scan found nothing: bookings are not failed for that), when the
+    // list could not be read or when a write failed.
     bool UpdateChannelInfoOfRemindItems(unsigned short channelType);
     // After a guide update. For each stored booking made from the broadcast guide that still
     // waits for its time (not manual, not a recording in progress, not failed, not a series

@@ -149,6 +149,14 @@ bool CReminderAPIImp::t_RefreshStoredItems(
 
 bool CReminderAPIImp::UpdateChannelInfoOfRemindItems(unsigned short channelType) {
     REMINDER_LOG("ChannelType = [%d]", static_cast<int>(static_cast<short>(channelType)));
+    // A channel not found fails or deletes its bookings: first make sure the television answers
+    // for its channels at all. A service interface that fails, or a scan that found nothing,
+    // leaves every booking as it is.
+    TCServiceData anyChannel;
+    if (!CReminderAPIUtil::FindChannel(TCCriteriaHelper(), anyChannel)) {
+        REMINDER_ERR("No channel can be read; the bookings are left as they are.");
+        return false;
+    }
     return t_RefreshStoredItems([channelType](const CRemindInfo& e, CRemindInfo& fresh) {
         if (!IsOnLocalChannel(e) || e.m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED) {
             return REFRESH_KEEP;

@@ -6,6 +6,8 @@
 #include <cstdlib>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <list>
 #include <map>
 #include <set>
@@ -350,6 +352,25 @@ TEST_F(OpenOpsTest, ARescanThatChangedNothingKeepsEveryKindOfChannel) {
     ASSERT_EQ(after.size(), before.size()) << "gone: " << gone;
     for (size_t i = 0; i < after.size(); ++i) {
         EXPECT_TRUE(after[i] == before[i]) << before[i].ToString();
+    }
+}
+
+TEST_F(OpenOpsTest, ARescanThatCannotReadAnyChannelChangesNothing) {
+    Store(FromGuide(1005, 108));
+    Store(FromGuide(1003, 110, REMINDER_RESERVE_VIEWING));
+    const std::vector<CRemindInfo> before = Stored();
+    const std::function<void()> failures[] = {
+        [] { tvsim::SetFailure("FindService"); },
+        [] { tvsim::SetFailure("CreateService"); },
+        [] { ASSERT_TRUE(tvsim::LoadProfile(R"({"channels": []})")); },
+    };
+    for (size_t i = 0; i < std::size(failures); ++i) {
+        testsupport::LoadSampleTelevision();
+        failures[i]();
+        tvsim::ClearLogs();
+        EXPECT_FALSE(engine.UpdateChannelInfoOfRemindItems(kEveryChannelType)) << i;
+        EXPECT_EQ(Notifications(), 0u) << i;
+        EXPECT_TRUE(Stored() == before) << i;
     }
 }
 
