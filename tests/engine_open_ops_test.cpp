@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "FCAPI.h"
 #include "ReminderAPI.h"
 #include "ReminderAPIImp.h"
 #include "ReminderAPIUtil.h"
@@ -497,6 +498,34 @@ TEST_F(OpenOpsTest, AGuideUpdateLeavesRunningFailedAndSeriesEntriesAlone) {
     ASSERT_TRUE(engine.UpdateReminditemToMeta());
     EXPECT_EQ(Notifications(), 0u);
     EXPECT_TRUE(Stored() == before);
+}
+
+TEST_F(OpenOpsTest, AVirtualChannelBookingTakesItsProgrammesNewTitle) {
+    CRemindInfo weather;
+    weather.Set(FCVirtualProgramId(4001, kNow, 3600), REMINDER_RESERVE_VIEWING);
+    const uint32_t uid = Store(weather);
+    Store(FromGuide(1001, 121));  // a broadcast booking: not this pass's
+    tvsim::ClearLogs();
+    ASSERT_TRUE(engine.UpdateVCItems());
+    EXPECT_EQ(Notifications(), 0u) << "the guide has not changed";
+
+    std::string error;
+    ASSERT_TRUE(tvsim::LoadProfile(R"({"base": ")" + testsupport::SampleProfilePath() +
+                                       R"(", "virtual_programmes": [{"service_id": 4001,
+                                       "start": 1795456800, "title": "Météo du soir",
+                                       "description": "Orages."}]})",
+                                   &error))
+        << error;
+    tvsim::ClearLogs();
+    ASSERT_TRUE(engine.UpdateVCItems());
+    EXPECT_EQ(Notifications(), 1u);
+    CRemindInfo row;
+    ASSERT_TRUE(Row(uid, row));
+    EXPECT_EQ(row.m_sTitle, "Météo du soir");
+    EXPECT_EQ(row.m_sSynopsis, "Orages.");
+
+    tvsim::SetFailure("GetVirtualChannelsAPI");
+    EXPECT_FALSE(engine.UpdateVCItems());
 }
 
 // --- Recordability by CRID ---
