@@ -4,6 +4,7 @@
 #ifndef REMINDER_API_IMP_H
 #define REMINDER_API_IMP_H
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -151,6 +152,14 @@ public:
 private:
     // Tests reach the failed-item housekeeping, which only the expiry passes call.
     friend class CReminderAPIImpTestPeer;
+
+    // What a refresh pass does with one stored booking.
+    enum ERefreshOutcome { REFRESH_KEEP, REFRESH_UPDATE, REFRESH_DELETE };
+    // Runs `refresh` over the stored list in one operation: it may fill the updated booking
+    // (written only when it differs) or ask for the booking's deletion. Announces the change
+    // once when anything changed; false when the list could not be read or a write failed.
+    bool t_RefreshStoredItems(
+        const std::function<ERefreshOutcome(const CRemindInfo&, CRemindInfo&)>& refresh);
 
     int m_GetNumOfFailedRemindItem();
     void m_DeleteFailedRemindItem();

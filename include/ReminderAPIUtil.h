@@ -4,6 +4,7 @@
 #define REMINDER_API_UTIL_H
 
 #include <ctime>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -146,6 +147,21 @@ public:
     // remote channel to the universal remote, else launches the application that should show
     // it now. Failures are logged only.
     static void TuneChannel(const CRemindInfo& item);
+
+    // --- Alternative broadcasts ---
+    // For a booking that conflicts, other showings of the same programme that would not: under
+    // REM_ALTERNATIVE_FOR_ITEM the showings of `item`'s programme, under
+    // REM_ALTERNATIVE_FOR_CONFLICTING the showings of each booking in `conflicts`, each carrying
+    // in m_nUid the UID of the stored booking it would replace. The map is emptied first; true
+    // when either list is non-empty. Enters the facade (through m_HasConflicts).
+    static bool ExistAlternatives(const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts,
+                                  std::map<ERemAlterativeType, std::vector<CRemindInfo>>& out);
+    // The future showings of `booking`'s programme (same programme CRID, instance suffix
+    // ignored, another event) that have no conflict once `replaced` is left out (nothing when
+    // null) and do not overlap `avoid` (nothing when null).
+    static std::vector<CRemindInfo> m_GetBookingAlternative(const CRemindInfo& booking,
+                                                            const CRemindInfo* replaced,
+                                                            const CRemindInfo* avoid);
 };
 
 #endif

@@ -106,10 +106,11 @@ typedef enum {
     REM_DELETE_BY_SERIES_CRID = 7,
 } EDeleteType;
 
-/* Kinds of alternative broadcasts of a booked programme. */
+/* Whose alternative broadcasts a list holds: other showings of the programme of the item being
+   booked, or of the programmes of the stored bookings it conflicts with. */
 typedef enum {
-    REM_ALTERNATIVE_SAME_PROGRAM = 0,
-    REM_ALTERNATIVE_SAME_SERIES = 1,
+    REM_ALTERNATIVE_FOR_ITEM = 0,
+    REM_ALTERNATIVE_FOR_CONFLICTING = 1,
 } ERemAlterativeType;
 
 #ifdef __cplusplus

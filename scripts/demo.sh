@@ -102,6 +102,28 @@ printf '\n== What the watching process heard: %s change events\n' "$(wc -l <"$DE
 sed -n 1,5p "$DEMO_DIR/events"
 [ "$(wc -l <"$DEMO_DIR/events")" -gt 5 ] && echo "..."
 
+# --- A channel rescan and a guide update, followed by the bookings ---
+# On a database of its own, so that the scenes below still find their channel 5.
+rctl_on() { "$CTL" --db "$DEMO_DIR/Rescan.db" --tv "$1" "${@:2}"; }
+rctl() { rctl_on "$PROFILE" "$@"; }
+RESCANNED="$ROOT_DIR/examples/tv-rescan.json"
+printf '\n==== A rescan and a guide update\n'
+step "A film on channel 5, a documentary and the news on channel 3, a detective on channel 1" \
+    add --service 1005 --event 108 --as recording "(and three more)"
+rctl add --service 1005 --event 108 --as recording >/dev/null
+rctl add --service 1003 --event 105 --as recording >/dev/null
+rctl add --service 1003 --event 110 --as viewing >/dev/null
+rctl add --service 1001 --event 121 --as recording >/dev/null
+rctl list
+step "The television is rescanned: channel 5 is now 15, channel 3 is gone" rescan --tv examples/tv-rescan.json
+rctl rescan --tv "$RESCANNED"
+step "The bookings after the rescan" --tv examples/tv-rescan.json list
+rctl_on "$RESCANNED" list
+step "A guide update moves the detective half an hour later" refresh --tv examples/tv-guide-update.json
+rctl refresh --tv "$ROOT_DIR/examples/tv-guide-update.json"
+step "A second refresh finds nothing new" --tv examples/tv-guide-update.json refresh
+rctl_on "$ROOT_DIR/examples/tv-guide-update.json" refresh
+
 # --- A reminder is accepted, and a booked programme moves ---
 # What the reminder pop-up does when the viewer accepts: the application that should show the
 # channel now is launched with it, depending on what is on screen.
@@ -114,10 +136,11 @@ ctl tune "$REMINDER_UID" --stop-type 209 --guide-shown
 step "Accepted while the recorder may take the channel change (stop type 0)" tune "$REMINDER_UID"
 ctl tune "$REMINDER_UID"
 
-# The broadcaster moves the late film a quarter of an hour later; a monitoring process follows
-# every booked recording and series and hears of it as it happens.
+# The broadcaster moves the detective's next episode a quarter of an hour later; a monitoring
+# process follows every booked recording and series and hears of it as it happens. (The late
+# film of act two has been recorded and is no longer followed.)
 MOVING_TV="$DEMO_DIR/tv-moving.json"
-sed '1s/^{/{"programme_changes": [{"after": 500, "type": 1, "service_id": 1001, "event_id": 104, "start": 1795464900}],/' \
+sed '1s/^{/{"programme_changes": [{"after": 500, "type": 1, "service_id": 1001, "event_id": 121, "start": 1795547700}],/' \
     "$PROFILE" >"$MOVING_TV"
-step "A monitoring process; the late film moves from 21:00 to 21:15" monitor --count 1
+step "A monitoring process; the detective's next episode moves from 20:00 to 20:15" monitor --count 1
 "$CTL" --db "$DEMO_DIR/ReminderFile_v1.db" --tv "$MOVING_TV" monitor --count 1 --timeout 30

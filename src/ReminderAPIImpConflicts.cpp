@@ -144,7 +144,11 @@ bool CReminderAPIImp::ExistConflicts(const CRemindInfo& item, std::vector<CRemin
     return true;
 }
 
-bool CReminderAPIImp::ExistAlternatives(const CRemindInfo&, const std::vector<CRemindInfo>&,
-                                        std::map<ERemAlterativeType, std::vector<CRemindInfo>>&) {
-    return NotAvailable();
+bool CReminderAPIImp::ExistAlternatives(
+    const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts,
+    std::map<ERemAlterativeType, std::vector<CRemindInfo>>& alternatives) {
+    REMINDER_ENTRY();
+    // Every showing is checked for conflicts against the same stored list: read it once.
+    const COperation op(*this, false);
+    return CReminderAPIUtil::ExistAlternatives(item, conflicts, alternatives);
 }

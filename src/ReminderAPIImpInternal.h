@@ -28,6 +28,8 @@ constexpr int kCountryWithAlarmKept = 5;
 constexpr int kCountrySplitByCrid = 23;
 constexpr int kCountrySingleClearsSeries = 37;
 constexpr unsigned short kErrnoTimeChanged = 1000;
+// A recording failed because a rescan no longer found its channel.
+constexpr unsigned short kErrnoChannelRemoved = 1001;
 
 // Runs one bound middleware call and logs where it was made from, so a failing guide query
 // can be traced back to the operation that asked for it.

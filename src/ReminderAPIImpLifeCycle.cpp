@@ -104,8 +104,3 @@ bool CReminderAPIImp::DeleteRecordingItem() {
     }
     return false;
 }
-
-int CReminderAPIImp::CheckRemindItemIsRecordable(unsigned long) {
-    NotAvailable();
-    return -1;
-}

@@ -77,11 +77,21 @@ bool CReminderAPIImp::FindRemindItem(const CRemindInfo& query, CRemindInfo& out)
 
 bool CReminderAPIImp::GetTextForTimerRecordingErrorByTimeChange(unsigned short error,
                                                                 std::string& text) {
-    if (error != kErrnoTimeChanged) return false;
+    const char* messageId = nullptr;
+    switch (error) {
+        case kErrnoTimeChanged:
+            messageId = "TV_SID_RECORDING_FAILED_TIME_CONSISTENT_MSG";
+            break;
+        case kErrnoChannelRemoved:
+            messageId = "TV_SID_RECORDING_FAILED_CHANNEL_REMOVED_MSG";
+            break;
+        default:
+            return false;
+    }
     // The television's catalogue; a host points REMINDER_LOCALE_DIR at its own.
     const char* dir = std::getenv("REMINDER_LOCALE_DIR");
     bindtextdomain("reminder", (dir != nullptr && dir[0] != '\0') ? dir : kLocaleDir);
-    text = dgettext("reminder", "TV_SID_RECORDING_FAILED_TIME_CONSISTENT_MSG");
+    text = dgettext("reminder", messageId);
     return true;
 }
 

@@ -69,7 +69,13 @@ void AddConflictsCommand(CLI::App& app);
 // `timeline [--from TIME] [--hours N] [--svg FILE]`: the schedule drawn on a time axis.
 void AddTimelineCommand(CLI::App& app);
 
-// `add --check [--json]`: the conflicts a booking would have; it is not stored.
+// `rescan --tv PROFILE [--channel-type N]`: the television rescanned, its bookings following
+// their channels. `refresh [--tv PROFILE]`: the bookings following an updated guide. Both
+// print what changed booking by booking.
+void AddRefreshCommands(CLI::App& app);
+
+// `add --check [--json]`: the conflicts a booking would have and the other showings that would
+// have none; it is not stored.
 void CheckBooking(const CRemindInfo& item, bool json);
 
 // A time given on the command line (ISO 8601 or UTC seconds), on the television's local clock;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -162,14 +163,46 @@ std::vector<SBookingConflicts> ScheduleWithConflicts() {
     return schedule;
 }
 
+namespace {
+
+// The other showings that would have no conflict (none asked for when nothing conflicts).
+std::map<ERemAlterativeType, std::vector<CRemindInfo>> AlternativesOf(
+    const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts) {
+    std::map<ERemAlterativeType, std::vector<CRemindInfo>> alternatives;
+    if (!conflicts.empty()) {
+        CReminderAPI::GetInstance()->ExistAlternatives(item, conflicts, alternatives);
+    }
+    return alternatives;
+}
+
+Json::Value AlternativeJson(const CRemindInfo& showing, bool replaces) {
+    Json::Value v = BookingJson(showing);
+    v.removeMember("uid");
+    if (replaces) v["replaces_uid"] = showing.m_nUid;
+    return v;
+}
+
+}  // namespace
+
 void CheckBooking(const CRemindInfo& item, bool json) {
     std::vector<CRemindInfo> conflicts;
     if (!CReminderAPI::GetInstance()->ExistConflicts(item, conflicts)) conflicts.clear();
+    auto alternatives = AlternativesOf(item, conflicts);
+    const std::vector<CRemindInfo>& forItem = alternatives[REM_ALTERNATIVE_FOR_ITEM];
+    const std::vector<CRemindInfo>& forConflicting = alternatives[REM_ALTERNATIVE_FOR_CONFLICTING];
     if (json) {
         Json::Value out = BookingJson(item);
         out.removeMember("uid");
         out["conflicts_with"] = Json::Value(Json::arrayValue);
         for (const CRemindInfo& c : conflicts) out["conflicts_with"].append(BookingJson(c));
+        Json::Value alt(Json::objectValue);
+        alt["for_item"] = Json::Value(Json::arrayValue);
+        alt["for_conflicting"] = Json::Value(Json::arrayValue);
+        for (const CRemindInfo& a : forItem) alt["for_item"].append(AlternativeJson(a, false));
+        for (const CRemindInfo& a : forConflicting) {
+            alt["for_conflicting"].append(AlternativeJson(a, true));
+        }
+        out["alternatives"] = alt;
         std::cout << JsonText(out) << "\n";
         return;
     }
@@ -183,6 +216,21 @@ void CheckBooking(const CRemindInfo& item, bool json) {
     std::printf("It would conflict with %zu booking(s) (%s):\n", conflicts.size(),
                 TunerSummary().c_str());
     for (const CRemindInfo& c : conflicts) std::printf("    %s\n", BookingLine(c).c_str());
+    if (forItem.empty() && forConflicting.empty()) {
+        std::printf("No other showing without a conflict.\n");
+        return;
+    }
+    std::printf("Other showings without a conflict:\n");
+    for (const CRemindInfo& a : forItem) {
+        std::printf("    instead of this booking: %s  channel %u.%u  %s\n",
+                    FormatTelevisionTime(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
+                    BookingTitle(a).c_str());
+    }
+    for (const CRemindInfo& a : forConflicting) {
+        std::printf("    instead of UID %u: %s  channel %u.%u  %s\n", a.m_nUid,
+                    FormatTelevisionTime(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
+                    BookingTitle(a).c_str());
+    }
 }
 
 void AddConflictsCommand(CLI::App& app) {

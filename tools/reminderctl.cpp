@@ -734,6 +734,7 @@ int Run(int argc, char** argv) {
     AddTuneCommands(app);
     AddConflictsCommand(app);
     AddTimelineCommand(app);
+    AddRefreshCommands(app);
 
     try {
         app.parse(argc, argv);

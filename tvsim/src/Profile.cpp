@@ -485,6 +485,30 @@ bool ReadText(const std::string& path, std::string& text, std::string& error) {
     return true;
 }
 
+// Changes entries of the base's list `list` in place: each update names its entry by the
+// values of `keys` and gives the members that change; "removed": true drops the entry. This is
+// how a profile states a rescan or a guide update over the television it started from.
+void ApplyUpdates(Json::Value& list, const Json::Value& updates,
+                  const std::vector<std::string>& keys) {
+    if (!list.isArray() || !updates.isArray()) return;
+    for (const Json::Value& update : updates) {
+        Json::Value kept(Json::arrayValue);
+        for (Json::Value& entry : list) {
+            const bool named = std::all_of(keys.begin(), keys.end(), [&](const std::string& k) {
+                return update.isMember(k) && entry[k] == update[k];
+            });
+            if (named && update.get("removed", false).asBool()) continue;
+            if (named) {
+                for (const std::string& member : update.getMemberNames()) {
+                    if (member != "removed") entry[member] = update[member];
+                }
+            }
+            kept.append(entry);
+        }
+        list = std::move(kept);
+    }
+}
+
 // Parses a profile into `root`. A profile may name another one as "base" (a path relative to
 // its own folder, `dir`) and state only what differs from it.
 bool ParseRoot(const std::string& text, const std::string& source, const std::string& dir,
@@ -519,13 +543,22 @@ bool ParseRoot(const std::string& text, const std::string& source, const std::st
     Json::Value merged;
     if (!ParseRoot(baseText, path, baseDir, depth + 1, merged, error)) return false;
     for (const std::string& member : root.getMemberNames()) {
-        if (member == "base") continue;
+        if (member == "base" || member == "channel_updates" || member == "programme_updates") {
+            continue;
+        }
         const Json::Value& value = root[member];
         if (MergesByKey(member) && value.isObject() && merged[member].isObject()) {
             for (const std::string& key : value.getMemberNames()) merged[member][key] = value[key];
         } else {
             merged[member] = value;
         }
+    }
+    // Channels are named by their old service id, programmes by service and event id.
+    if (root.isMember("channel_updates") && merged.isMember("channels")) {
+        ApplyUpdates(merged["channels"], root["channel_updates"], {"service_id"});
+    }
+    if (root.isMember("programme_updates") && merged.isMember("programmes")) {
+        ApplyUpdates(merged["programmes"], root["programme_updates"], {"service_id", "event_id"});
     }
     root = std::move(merged);
     return true;

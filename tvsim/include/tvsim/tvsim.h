@@ -7,6 +7,10 @@
 //   base                another profile this one starts from (a path relative to this file's
 //                       folder); the members named here replace the base's, except that
 //                       system_info, system_settings, vconf and pvr change key by key
+//   channel_updates     over a base: [{service_id, ...members that change}] changes the base's
+//                       channel of that service id ("removed": true drops it), as a rescan does
+//   programme_updates   over a base: [{service_id, event_id, ...}] likewise for programmes, as
+//                       a guide update does
 //   now                 UTC seconds of a clock that stays still; absent: the system clock
 //   utc_offset          seconds from UTC to local time (may be negative)
 //   country             system settings key 154
