@@ -160,11 +160,6 @@ inline bool IsSelectedByExtractType(const CRemindInfo& item, EExtractType type) 
     return false;
 }
 
-inline bool NotAvailable() {
-    REMINDER_ERR("Not available in this build.");
-    return false;
-}
-
 // --- Shared by the update, deletion and recording life-cycle operations (ReminderAPIImpUpdate) ---
 
 enum class ELookup { kFound, kMissing, kUnreadable };
