@@ -127,7 +127,7 @@ rctl_on "$ROOT_DIR/examples/tv-guide-update.json" refresh
 # --- A reminder is accepted, and a booked programme moves ---
 # What the reminder pop-up does when the viewer accepts: the application that should show the
 # channel now is launched with it, depending on what is on screen.
-REMINDER_UID=$(ctl list | awk '$5 == "5.0" && $6 == "viewing" { print $1; exit }')
+REMINDER_UID=$(ctl list | awk '$6 == "5.0" && $7 == "viewing" { print $1; exit }')
 step "The reminder fires and the viewer accepts it: nothing on screen, the set in picture-off" \
     tune "$REMINDER_UID" --stop-type 209 --picture-off
 ctl tune "$REMINDER_UID" --stop-type 209 --picture-off
