@@ -154,7 +154,8 @@ public:
     // REM_ALTERNATIVE_FOR_CONFLICTING the showings of each booking in `conflicts`, each carrying
     // in m_nUid the UID of the stored booking it would replace. The map is emptied first; true
     // when either list is non-empty. Enters the facade (through m_HasConflicts).
-    static bool ExistAlternatives(const CRemindInfo& item, const std::vector<CRemindInfo>& conflicts,
+    static bool ExistAlternatives(const CRemindInfo& item,
+                                  const std::vector<CRemindInfo>& conflicts,
                                   std::map<ERemAlterativeType, std::vector<CRemindInfo>>& out);
     // The future showings of `booking`'s programme (same programme CRID, instance suffix
     // ignored, another event) that have no conflict once `replaced` is left out (nothing when

@@ -71,7 +71,7 @@ TEST_F(ReminderctlRefreshTest, ARescanPrintsWhatEachBookingBecame) {
               "UID 1 \"Le Dernier Métro\"\n"
               "    renumbered  channel 5.0 -> 15.0\n"
               "UID 2 \"Planeta Azul\"\n"
-              "    failed      error 1001 (TV_SID_RECORDING_FAILED_CHANNEL_REMOVED_MSG)\n"
+              "    failed      error 1001 (The channel of this recording is no longer available.)\n"
               "UID 3 \"Noticias\"\n"
               "    deleted     viewing on channel 3.0, which is gone\n"
               "Rescan: 3 of 4 booking(s) changed.\n");

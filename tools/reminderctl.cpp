@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <clocale>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -520,12 +521,31 @@ std::string DefaultProfile() {
     return REMINDER_SAMPLE_PROFILE;
 }
 
+// Failure reasons in words rather than message ids: the catalogue of this build, else the
+// installed one, and a message locale that translates (the C locale translates nothing).
+void PrepareMessages() {
+    const char* dir = std::getenv("REMINDER_LOCALE_DIR");
+    if (dir == nullptr || *dir == '\0') {
+        for (const char* candidate : {REMINDER_BUILD_LOCALE_DIR, REMINDER_INSTALLED_LOCALE_DIR}) {
+            std::error_code error;
+            if (std::filesystem::exists(candidate, error)) {
+                setenv("REMINDER_LOCALE_DIR", candidate, 1);
+                break;
+            }
+        }
+    }
+    const char* locale = std::setlocale(LC_MESSAGES, "");
+    const bool plain = locale == nullptr || locale[0] == 'C' || std::strcmp(locale, "POSIX") == 0;
+    if (plain && std::setlocale(LC_MESSAGES, "C.UTF-8") != nullptr) setenv("LANGUAGE", "en", 0);
+}
+
 // Everything the library reads from its environment is settled here, before its first use.
 void PrepareTelevision(const std::string& db, const std::string& profile, const std::string& now) {
     if (db.empty()) {
         Fail("No database file: set --db, REMINDER_DB_PATH, XDG_STATE_HOME or HOME.");
     }
     SetDatabasePath(db);
+    PrepareMessages();
     setenv("REMINDER_DB_PATH", db.c_str(), 1);
     setenv("TVSIM_PROFILE", profile.c_str(), 1);
     std::string error;
