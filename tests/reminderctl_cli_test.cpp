@@ -55,15 +55,8 @@ protected:
                                     "' && env -u " + "REMINDER_DB_PATH HOME='" + m_dir.string() +
                                     "/home' " + environment + " " + REMINDER_TOOL_PATH + " " +
                                     arguments + " " + redirect;
-        SRun run{-1, ""};
-        FILE* pipe = popen(command.c_str(), "r");
-        if (pipe == nullptr) return run;
-        char buffer[4096];
-        size_t n = 0;
-        while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) run.output.append(buffer, n);
-        const int status = pclose(pipe);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return run;
+        const testsupport::SCommandRun run = testsupport::RunShell(command);
+        return SRun{run.status, run.output};
     }
 
     // With a database file of the test's own.

@@ -113,15 +113,8 @@ protected:
         const std::string command = environment + " " + std::string(REMINDER_TOOL_PATH) +
                                     " --db '" + m_db + "' --tv '" + REMINDER_SOURCE_DIR +
                                     "/examples/" + set + "' " + arguments + " 2>/dev/null";
-        SRun run{-1, ""};
-        FILE* pipe = popen(command.c_str(), "r");
-        if (pipe == nullptr) return run;
-        char buffer[4096];
-        size_t n = 0;
-        while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) run.output.append(buffer, n);
-        const int status = pclose(pipe);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return run;
+        const testsupport::SCommandRun run = testsupport::RunShell(command);
+        return SRun{run.status, run.output};
     }
 
     // The evening: a film 21:00-23:00 on 1.0, a documentary 22:00-23:30 on 3.0, and a talk

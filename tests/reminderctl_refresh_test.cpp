@@ -38,14 +38,8 @@ protected:
     std::pair<int, std::string> Run(const std::string& arguments) {
         const std::string command =
             std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " + arguments + " 2>/dev/null";
-        std::string output;
-        FILE* pipe = popen(command.c_str(), "r");
-        if (pipe == nullptr) return {-1, output};
-        char buffer[4096];
-        size_t n = 0;
-        while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) output.append(buffer, n);
-        const int status = pclose(pipe);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+        const testsupport::SCommandRun run = testsupport::RunShell(command);
+        return {run.status, run.output};
     }
 
     void Book(unsigned service, unsigned event, const char* as) {

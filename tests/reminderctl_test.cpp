@@ -31,15 +31,8 @@ protected:
     SRun Run(const std::string& arguments) {
         const std::string command =
             std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " + arguments + " 2>&1";
-        SRun run{-1, ""};
-        FILE* pipe = popen(command.c_str(), "r");
-        if (pipe == nullptr) return run;
-        char buffer[4096];
-        size_t n = 0;
-        while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0) run.output.append(buffer, n);
-        const int status = pclose(pipe);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return run;
+        const testsupport::SCommandRun run = testsupport::RunShell(command);
+        return SRun{run.status, run.output};
     }
 
     std::filesystem::path m_dir;

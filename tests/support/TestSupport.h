@@ -24,6 +24,14 @@ std::string WriteTempFile(const std::string& name, const std::string& content);
 // Removes every row of the test process's store.
 void ClearStore();
 
+// A shell command's exit status (-1 when it did not exit normally) and what it wrote to its
+// standard output.
+struct SCommandRun {
+    int status = -1;
+    std::string output;
+};
+SCommandRun RunShell(const std::string& command);
+
 }  // namespace testsupport
 
 #endif
