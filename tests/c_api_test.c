@@ -421,6 +421,190 @@ static void test_empty_lists(void) {
     reminder_info_del(item);
 }
 
+/* Books `h` (released here) and answers the UID it was stored under. */
+static unsigned long book(remind_info_type_s* h) {
+    remind_info_type_s* stored = reminder_info_add();
+    unsigned long uid = REMINDER_INVALID_UID;
+    CHECK(reminder_add_remind_item(h, 0, 0) == 1);
+    if (reminder_find_remind_item(h, stored) == 1) uid = reminder_info_uid(stored);
+    CHECK(uid != REMINDER_INVALID_UID);
+    reminder_info_del(stored);
+    reminder_info_del(h);
+    return uid;
+}
+
+static remind_info_type_s* recording(unsigned short major, unsigned short ptc,
+                                     unsigned short program_number, unsigned short event_id,
+                                     unsigned int start_offset, unsigned int duration,
+                                     EReserveType type, const char* title) {
+    remind_info_type_s* h =
+        viewing(major, ptc, program_number, event_id, start_offset, duration, title);
+    reminder_info_set_reserve_type(h, type);
+    return h;
+}
+
+/* Whether the list holds exactly the items of these UIDs, in this order; releases it. */
+static int list_is(remind_info_type_s** list, int count, const unsigned long* uids, int n) {
+    int same = count == n, i;
+    for (i = 0; same && i < n; ++i) same = reminder_info_uid(list[i]) == uids[i];
+    if (!same) {
+        fprintf(stderr, "  got %d item(s):", count);
+        for (i = 0; i < count; ++i) fprintf(stderr, " %u", reminder_info_uid(list[i]));
+        fprintf(stderr, "\n");
+    }
+    reminder_info_list_free(list, count);
+    return same;
+}
+
+/* The list and CRID queries over a store holding items, then the deletions. */
+static void test_filled_lists(void) {
+    static const char morel_crid[] = "crid://broadcaster.example/Detective/S01E01";
+    static const char series_crid[] = "crid://broadcaster.example/Series/DETECTIVE";
+    remind_info_type_s* h;
+    remind_info_type_s* out = reminder_info_add();
+    remind_info_type_s* probe;
+    remind_info_type_s** list = NULL;
+    int count = 0;
+    unsigned long film, blue, morel, news, all[4];
+
+    /* Three items start together (listed in UID order among themselves), a fourth later. */
+    film = book(recording(2, 21, 102, 900, 7200, 3600, REMINDER_RESERVE_RECORDING, "Film"));
+    h = viewing(3, 24, 201, 105, 7200, 1200, "Planeta Azul");
+    reminder_info_set_program_crid(h, "crid://Broadcaster.example/Nature/BLUE");
+    blue = book(h);
+    h = viewing(1, 21, 101, 103, 7200, 3600, "Inspecteur Morel");
+    reminder_info_set_program_crid(h, morel_crid);
+    reminder_info_set_series_crid(h, series_crid);
+    morel = book(h);
+    news = book(recording(5, 27, 301, 901, 9000, 1800, REMINDER_RESERVE_RECORDING, "Nyheder"));
+    /* The list holds four; the episode of a series counts through its series. */
+    CHECK(reminder_get_reminder_list_size() == 4 && reminder_get_remind_item_cnt() == 3);
+
+    /* CRIDs match ignoring case, by programme or series. */
+    CHECK(reminder_get_remind_items_for_crid("CRID://BROADCASTER.EXAMPLE/detective/s01e01", &count,
+                                             &list) == 1);
+    CHECK(list_is(list, count, &morel, 1));
+    CHECK(reminder_get_remind_items_for_crid("crid://broadcaster.example/series/detective", &count,
+                                             &list) == 1);
+    CHECK(list_is(list, count, &morel, 1));
+    /* An instance suffix names the same programme. */
+    CHECK(reminder_is_program_scheduled("crid://BROADCASTER.example/Detective/S01E01#2", out) == 1);
+    CHECK(reminder_info_uid(out) == morel);
+    CHECK(reminder_is_program_scheduled("crid://broadcaster.example/nature/blue", NULL) == 1);
+    CHECK(reminder_is_program_scheduled("crid://broadcaster.example/Detective/S01E02", out) == 0);
+
+    /* Same start: every kind, or only the viewings; the stored record leaves itself out. */
+    CHECK(reminder_get_remind_item_by_uid(morel, out) == 1);
+    CHECK(reminder_get_start_time_is_same_items(out, &count, &list) == 1);
+    all[0] = film;
+    all[1] = blue;
+    CHECK(list_is(list, count, all, 2));
+    CHECK(reminder_get_start_time_is_same_viewing_items(out, &count, &list) == 1);
+    CHECK(list_is(list, count, &blue, 1));
+    CHECK(reminder_get_remind_item_by_uid(film, out) == 1);
+    CHECK(reminder_get_start_time_is_same_viewing_items(out, &count, &list) == 1);
+    all[0] = blue;
+    all[1] = morel;
+    CHECK(list_is(list, count, all, 2));
+
+    /* A recording overlaps the recordings it meets, by start order; a viewing reminder is an
+     * instant at its start. */
+    probe = recording(6, 27, 302, 902, 9600, 600, REMINDER_RESERVE_RECORDING, "Radio");
+    CHECK(reminder_get_overlapping_remind_items(probe, &count, &list) == 1);
+    reminder_info_del(probe);
+    all[0] = film;
+    all[1] = news;
+    CHECK(list_is(list, count, all, 2));
+
+    /* A CRID given as a C string, in another case; a second time finds nothing. */
+    CHECK(reminder_delete_matching_remind_items(REM_DELETE_BY_PROGRAM_CRID,
+                                                "CRID://broadcaster.example/DETECTIVE/S01E01",
+                                                REMINDER_CHANNEL_TYPE_ALL, 0) == 1);
+    CHECK(reminder_delete_matching_remind_items(REM_DELETE_BY_PROGRAM_CRID, morel_crid,
+                                                REMINDER_CHANNEL_TYPE_ALL, 0) == 0);
+    CHECK(reminder_get_remind_item_by_uid(morel, out) == 0);
+    CHECK(reminder_get_reminder_list_size() == 3);
+
+    all[0] = news;
+    all[1] = film;
+    CHECK(reminder_delete_remind_items(2, all) == 1);
+    CHECK(reminder_get_remind_item_by_type(&count, &list, REM_EXTRACT_ALL_BOOKINGS) == 1);
+    CHECK(list_is(list, count, &blue, 1));
+    CHECK(reminder_delete_all_remind_item() == 1);
+    CHECK(reminder_get_remind_item_cnt() == 0);
+    CHECK(reminder_delete_all_remind_item() == 0);
+    reminder_info_del(out);
+}
+
+/* A recording from ready to under way, series and group lookups, and tuner conflicts: the
+ * sample television records on one tuner. */
+static void test_recording_and_conflicts(void) {
+    remind_info_type_s* out = reminder_info_add();
+    remind_info_type_s* probe;
+    remind_info_type_s** list = NULL;
+    int count = -1;
+    unsigned long ready, plain;
+
+    ready =
+        book(recording(5, 27, 301, 901, 600, 1800, REMINDER_RESERVE_RECORDING_READY, "Nyheder"));
+    /* Taking the ready item starts it; it counts as being recorded once the recorder says so. */
+    CHECK(reminder_get_record_ready_remind_item(out) == 1);
+    CHECK(reminder_info_uid(out) == ready);
+    CHECK(reminder_info_reserve_type(out) == REMINDER_RESERVE_RECORDING_IN_PROGRESS);
+    CHECK(reminder_get_record_ready_remind_item(out) == 0); /* none is waiting any more */
+    CHECK(reminder_get_current_recording_items(&count, &list) == 0);
+    CHECK(count == 0);
+    CHECK(reminder_get_remind_item_by_uid(ready, out) == 1);
+    reminder_info_set_currently_recording(out, 1);
+    CHECK(reminder_update_remind_item_by_uid(ready, out, 0, 0, 0) == 1);
+    CHECK(reminder_get_current_recording_items(&count, &list) == 1);
+    CHECK(count == 1 &&
+          reminder_info_reserve_type(list[0]) == REMINDER_RESERVE_RECORDING_IN_PROGRESS);
+    CHECK(list_is(list, count, &ready, 1));
+
+    /* A recording that meets a stored one needs the only recording tuner. */
+    plain = book(recording(1, 21, 101, 950, 4000, 1800, REMINDER_RESERVE_RECORDING, "Krimi"));
+    probe = recording(3, 24, 201, 951, 4200, 600, REMINDER_RESERVE_RECORDING, "Concurso");
+    count = -1;
+    CHECK(reminder_exist_conflicts(probe, &count) == 1);
+    CHECK(count == 1);
+    CHECK(reminder_exist_conflicts_with_exclusions(probe, NULL, 0, 0) == 1);
+    CHECK(reminder_get_remind_item_by_uid(plain, out) == 1);
+    CHECK(reminder_exist_conflicts_with_exclusions(probe, &out, 1, 0) == 0);
+    reminder_info_del(probe);
+
+    /* Series and group bookings are found by their CRIDs, ignoring case. */
+    probe = viewing(1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
+    reminder_info_set_reserve_type(probe, REMINDER_RESERVE_GROUP);
+    reminder_info_set_group_crid(probe, "crid://broadcaster.example/Group/CRIME");
+    book(probe);
+    CHECK(reminder_find_group_booking("CRID://Broadcaster.Example/group/crime", out) == 1);
+    CHECK(text_is(reminder_info_get_title(out), "Inspecteur Morel"));
+    CHECK(reminder_find_group_booking("crid://broadcaster.example/Group/OTHER", out) == 0);
+    CHECK(reminder_find_series_booking("crid://broadcaster.example/Series/DETECTIVE", out) == 0);
+    /* A series booking brings the episodes of the guide and counts once; its CRID, in any case,
+     * finds its base entry and deletes them all. */
+    count = reminder_get_reminder_list_size();
+    probe = viewing(1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
+    reminder_info_set_reserve_type(probe, REMINDER_RESERVE_SERIES);
+    reminder_info_set_series_crid(probe, "crid://broadcaster.example/Series/DETECTIVE");
+    CHECK(reminder_add_remind_item(probe, 0, 0) == 1);
+    reminder_info_del(probe);
+    /* The base entry and the guide's three episodes; none of the items before is a series. */
+    CHECK(reminder_get_reminder_list_size() == count + 4);
+    CHECK(reminder_get_remind_item_cnt() == count + 1);
+    CHECK(reminder_find_series_booking("CRID://broadcaster.example/series/detective", out) == 1);
+    CHECK(reminder_info_reserve_type(out) == REMINDER_RESERVE_SERIES);
+    CHECK(reminder_delete_matching_remind_items(REM_DELETE_BY_SERIES_CRID,
+                                                "crid://Broadcaster.example/Series/Detective",
+                                                REMINDER_CHANNEL_TYPE_ALL, 0) == 1);
+    CHECK(reminder_get_reminder_list_size() == count);
+
+    CHECK(reminder_delete_all_remind_item() == 1);
+    CHECK(reminder_get_remind_item_cnt() == 0);
+    reminder_info_del(out);
+}
+
 static void test_helpers(void) {
     const int kept[] = {
         reminder_add_record_list_booking(NULL),
@@ -491,6 +675,8 @@ int main(void) {
     test_uni2utf8();
     test_booking_life();
     test_empty_lists();
+    test_filled_lists();
+    test_recording_and_conflicts();
     test_helpers();
     remove(db);
 
