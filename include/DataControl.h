@@ -154,13 +154,23 @@ private:
 
     bool t_Connect();
     void t_Disconnect();
+    // Takes the statement kept for the current command text, or prepares it (retried while the
+    // file is busy). m_bStmtReused tells which of the two happened.
     bool t_InitializeStmt(COMMAND_TYPE type);
     // False when a value could not be bound; the statement is then not run.
     bool t_BindDetail(COMMAND_TYPE type, const CRemindInfo& item);
     int t_Excute(COMMAND_TYPE type);
     void t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item);
-    void t_FinalizeStmt(COMMAND_TYPE type);
-    // Prepares, binds `item` when given, steps once and finalizes; logs "<operation> ..." lines.
+    // Ends a run of the statement: reset and cleared of bindings, it is kept for the next run of
+    // the same text when `keep`, otherwise finalized.
+    void t_FinalizeStmt(COMMAND_TYPE type, bool keep = false);
+    // A kept statement whose run failed the way a prepare could fail (schema gone or changed,
+    // file busy) is run again freshly prepared, so that failure shows as it always has.
+    bool t_RetryFresh(COMMAND_TYPE type, int result) const;
+    // Finalizes every kept statement; before the connection closes.
+    void t_FinalizeKeptStmts();
+    // Takes or prepares the statement, binds `item` when given, steps once and resets it; logs
+    // "<operation> ..." lines.
     bool t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation);
     bool t_Insert(const CRemindInfo& item);
     bool t_Update(const CDBCriteria& criteria, const CRemindInfo& item);
@@ -170,6 +180,16 @@ private:
     sqlite3* m_pDB = nullptr;
     sqlite3_stmt* m_pStmt[COMMAND_MAX] = {};
     std::string m_sCommandStr[COMMAND_MAX];
+    // Prepared statements kept for reuse, per command type, the most recently used last; a
+    // statement is kept only reset, and leaves the list while it runs.
+    struct SKeptStmt {
+        std::string text;
+        sqlite3_stmt* statement;
+    };
+    std::vector<SKeptStmt> m_vKeptStmts[COMMAND_MAX];
+    // The command text of the statement running under each type.
+    std::string m_sStmtText[COMMAND_MAX];
+    bool m_bStmtReused[COMMAND_MAX] = {};
     // Records the outcome of one step of a store operation (see LastStoreError).
     void t_SetStatus(int result);
 

@@ -30,6 +30,10 @@ constexpr int kOpenFlags =
 constexpr int kBusyRetries = 100;
 constexpr useconds_t kBusyRetryDelayUs = 10000;
 
+// Prepared statements kept per command type. Criteria carry their values in the text, so each
+// UID has a statement of its own; a few cover the repeated reads and writes of one operation.
+constexpr size_t kKeptStmtsPerType = 8;
+
 constexpr const char* kCheckTableSql =
     "SELECT * FROM sqlite_master WHERE type = 'table' AND name = 'Items'";
 
@@ -630,6 +634,7 @@ bool CDBControl::t_Connect() {
 }
 
 void CDBControl::t_Disconnect() {
+    t_FinalizeKeptStmts();
     if (m_pDB != nullptr) {
         sqlite3_close(m_pDB);
         m_pDB = nullptr;
@@ -714,6 +719,19 @@ int CDBControl::LastStoreError() {
 }
 
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
+    const std::string& command = m_sCommandStr[type];
+    std::vector<SKeptStmt>& kept = m_vKeptStmts[type];
+    for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
+        if (it->text == command) {
+            m_pStmt[type] = it->statement;
+            m_sStmtText[type] = std::move(it->text);
+            kept.erase(std::next(it).base());
+            m_bStmtReused[type] = true;
+            return true;
+        }
+    }
+    m_bStmtReused[type] = false;
+    m_sStmtText[type] = command;
     const auto [result, retries] = RetryWhileBusy([this, type] {
         return sqlite3_prepare_v2(m_pDB, m_sCommandStr[type].c_str(), -1, &m_pStmt[type], nullptr);
     });
@@ -811,31 +829,60 @@ void CDBControl::t_ExtractDetail(COMMAND_TYPE type, CRemindInfo& item) {
     ExtractJsonColumns(statement, item);
 }
 
-void CDBControl::t_FinalizeStmt(COMMAND_TYPE type) {
-    if (m_pStmt[type] != nullptr) {
-        sqlite3_finalize(m_pStmt[type]);
-        m_pStmt[type] = nullptr;
+void CDBControl::t_FinalizeStmt(COMMAND_TYPE type, bool keep) {
+    sqlite3_stmt* const statement = m_pStmt[type];
+    if (statement == nullptr) return;
+    m_pStmt[type] = nullptr;
+    if (!keep) {
+        sqlite3_finalize(statement);
+        return;
+    }
+    // A reset statement holds no lock on the file, so keeping it blocks no other process.
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+    std::vector<SKeptStmt>& kept = m_vKeptStmts[type];
+    if (kept.size() >= kKeptStmtsPerType) {
+        sqlite3_finalize(kept.front().statement);
+        kept.erase(kept.begin());
+    }
+    kept.push_back({std::move(m_sStmtText[type]), statement});
+}
+
+bool CDBControl::t_RetryFresh(COMMAND_TYPE type, int result) const {
+    return m_bStmtReused[type] &&
+           (result == SQLITE_ERROR || result == SQLITE_SCHEMA || IsBusy(result));
+}
+
+void CDBControl::t_FinalizeKeptStmts() {
+    for (std::vector<SKeptStmt>& kept : m_vKeptStmts) {
+        for (const SKeptStmt& entry : kept) sqlite3_finalize(entry.statement);
+        kept.clear();
     }
 }
 
 bool CDBControl::t_RunWrite(COMMAND_TYPE type, const CRemindInfo* item, const char* operation) {
     t_ForgetListCache();
-    if (!t_InitializeStmt(type)) return false;
-    const CScopeExit finalize([this, type] { t_FinalizeStmt(type); });
-    if (item != nullptr && !t_BindDetail(type, *item)) {
-        // A row of NULLs is never written in place of the record.
-        t_SetStatus(SQLITE_MISMATCH);
-        REMINDER_ERR("%s operation failed! Result code : [%d]", operation, SQLITE_MISMATCH);
-        return false;
+    for (;;) {
+        if (!t_InitializeStmt(type)) return false;
+        bool keep = true;
+        const CScopeExit finalize([this, type, &keep] { t_FinalizeStmt(type, keep); });
+        if (item != nullptr && !t_BindDetail(type, *item)) {
+            // A row of NULLs is never written in place of the record.
+            t_SetStatus(SQLITE_MISMATCH);
+            REMINDER_ERR("%s operation failed! Result code : [%d]", operation, SQLITE_MISMATCH);
+            return false;
+        }
+        const int result = t_Excute(type);
+        keep = result == SQLITE_DONE;
+        if (t_RetryFresh(type, result)) continue;
+        t_SetStatus(result);
+        if (result != SQLITE_DONE) {
+            REMINDER_ERR("%s operation failed! Result code : [%d]", operation, result);
+            return false;
+        }
+        REMINDER_LOG("%s operation success!", operation);
+        return true;
     }
-    const int result = t_Excute(type);
-    t_SetStatus(result);
-    if (result != SQLITE_DONE) {
-        REMINDER_ERR("%s operation failed! Result code : [%d]", operation, result);
-        return false;
-    }
-    REMINDER_LOG("%s operation success!", operation);
-    return true;
 }
 
 bool CDBControl::t_Insert(const CRemindInfo& item) {
@@ -855,22 +902,31 @@ bool CDBControl::t_Delete(const CDBCriteria& /*criteria*/) {
 
 bool CDBControl::t_Select(const CDBCriteria& /*criteria*/, std::vector<CRemindInfo>& out) {
     REMINDER_ENTRY();
-    if (!t_InitializeStmt(COMMAND_SELECT)) return false;
-    const CScopeExit finalize([this] { t_FinalizeStmt(COMMAND_SELECT); });
-    out.clear();
-    int result = t_Excute(COMMAND_SELECT);
-    while (result == SQLITE_ROW) {
-        out.emplace_back();
-        t_ExtractDetail(COMMAND_SELECT, out.back());
-        result = t_Excute(COMMAND_SELECT);
+    for (;;) {
+        if (!t_InitializeStmt(COMMAND_SELECT)) return false;
+        bool keep = true;
+        const CScopeExit finalize([this, &keep] { t_FinalizeStmt(COMMAND_SELECT, keep); });
+        out.clear();
+        int result = t_Excute(COMMAND_SELECT);
+        if (t_RetryFresh(COMMAND_SELECT, result)) {
+            keep = false;
+            continue;
+        }
+        while (result == SQLITE_ROW) {
+            out.emplace_back();
+            t_ExtractDetail(COMMAND_SELECT, out.back());
+            result = t_Excute(COMMAND_SELECT);
+        }
+        keep = result == SQLITE_DONE;
+        t_SetStatus(result);
+        if (result != SQLITE_DONE) {
+            REMINDER_ERR("Select operation failed! Result code : [%d]", result);
+            return false;
+        }
+        REMINDER_LOG("Select operation success! List size : [%u]",
+                     static_cast<unsigned>(out.size()));
+        return !out.empty();
     }
-    t_SetStatus(result);
-    if (result != SQLITE_DONE) {
-        REMINDER_ERR("Select operation failed! Result code : [%d]", result);
-        return false;
-    }
-    REMINDER_LOG("Select operation success! List size : [%u]", static_cast<unsigned>(out.size()));
-    return !out.empty();
 }
 
 bool CDBControl::AddItem(CRemindInfo& item) {

@@ -224,6 +224,42 @@ TEST_F(StoreTest, QuotesInTextValuesNeitherBreakNorWidenTheSelection) {
     EXPECT_EQ(AllRows().size(), 2u);
 }
 
+TEST_F(StoreTest, RepeatedStatementsFollowTheFileAndHoldNoLock) {
+    ASSERT_TRUE(Add(TitledRecord("A", 60)));
+    ASSERT_TRUE(Add(TitledRecord("B", 120)));
+    CRemindInfo changed = TitledRecord("A", 90);
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(AllRows(ByTitle("A")).size(), 1u);
+        EXPECT_TRUE(store.UpdateItem(ByTitle("A"), changed));
+        EXPECT_TRUE(store.DeleteItem(ByTitle("none")));
+    }
+    // Nothing the store ran is left holding the file.
+    ASSERT_TRUE(raw.Exec("BEGIN EXCLUSIVE"));
+    ASSERT_TRUE(raw.Exec("ROLLBACK"));
+
+    // A schema changed by another connection is seen by the same statement text.
+    ASSERT_TRUE(
+        raw.Exec("CREATE TRIGGER refuse BEFORE UPDATE ON Items "
+                 "BEGIN SELECT RAISE(ABORT, 'refused'); END;"));
+    EXPECT_FALSE(store.UpdateItem(ByTitle("A"), changed));
+    EXPECT_NE(CDBControl::LastStoreError(), 0);
+    ASSERT_TRUE(raw.Exec("DROP TRIGGER refuse"));
+    EXPECT_TRUE(store.UpdateItem(ByTitle("A"), changed));
+
+    // A table gone fails as a prepare does, and comes back with the table.
+    ASSERT_TRUE(raw.Exec("ALTER TABLE Items RENAME TO Gone"));
+    tvsim::ClearLogs();
+    std::vector<CRemindInfo> rows;
+    EXPECT_FALSE(store.FindItem(ByTitle("A"), rows));
+    EXPECT_EQ(store.LastResult(), SQLITE_ERROR);
+    EXPECT_FALSE(store.UpdateItem(ByTitle("A"), changed));
+    EXPECT_EQ(testsupport::LogLinesContaining("Prepare statement failed.").size(), 2u);
+    EXPECT_TRUE(testsupport::LogLinesContaining("operation failed").empty());
+    ASSERT_TRUE(raw.Exec("ALTER TABLE Gone RENAME TO Items"));
+    EXPECT_EQ(AllRows(ByTitle("A")).size(), 1u);
+    EXPECT_EQ(AllRows().size(), 2u);
+}
+
 TEST_F(StoreTest, MalformedRowsReadBackAsFarAsTheyCan) {
     // JSON columns that are not JSON, and text where numbers belong: the numbers read as 0 and
     // the JSON members as absent, the rest of the row as written.
