@@ -190,6 +190,9 @@ private:
     // The command text of the statement running under each type.
     std::string m_sStmtText[COMMAND_MAX];
     bool m_bStmtReused[COMMAND_MAX] = {};
+    // A command that selects one row by UID is prepared with the UID as a parameter, so every
+    // UID shares one statement; the value bound for the statement in use, -1 when none.
+    long long m_nStmtUid[COMMAND_MAX] = {-1, -1, -1, -1};
     // Records the outcome of one step of a store operation (see LastStoreError).
     void t_SetStatus(int result);
 

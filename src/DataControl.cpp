@@ -718,8 +718,35 @@ int CDBControl::LastStoreError() {
     return t_nLastStoreError;
 }
 
+namespace {
+
+constexpr const char* kByUidClause = " WHERE UID = ";
+// After the 57 values of a row (?2 to ?58).
+constexpr int kUidParameter = 59;
+
+// The statement text to prepare for `command` and the UID to bind to it: a command that ends
+// in its one condition on the UID takes the UID as a parameter instead of as text, so that
+// every UID reuses one prepared statement. -1: the command is prepared as it stands.
+std::pair<std::string, long long> PreparedForm(const std::string& command) {
+    const size_t at = command.rfind(kByUidClause);
+    if (at == std::string::npos || command.find(" WHERE ") != at) return {command, -1};
+    const std::string digits = command.substr(at + std::strlen(kByUidClause));
+    const bool plain = !digits.empty() && digits.size() <= 18 &&
+                       digits.find_first_not_of("0123456789") == std::string::npos;
+    if (!plain) return {command, -1};
+    return {command.substr(0, at) + kByUidClause + "?" + std::to_string(kUidParameter),
+            std::stoll(digits)};
+}
+
+}  // namespace
+
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
-    const std::string& command = m_sCommandStr[type];
+    auto [command, uid] = PreparedForm(m_sCommandStr[type]);
+    m_nStmtUid[type] = uid;
+    const auto bindUid = [this, type] {
+        if (m_nStmtUid[type] < 0) return true;
+        return sqlite3_bind_int64(m_pStmt[type], kUidParameter, m_nStmtUid[type]) == SQLITE_OK;
+    };
     std::vector<SKeptStmt>& kept = m_vKeptStmts[type];
     for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
         if (it->text == command) {
@@ -727,15 +754,17 @@ bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
             m_sStmtText[type] = std::move(it->text);
             kept.erase(std::next(it).base());
             m_bStmtReused[type] = true;
-            return true;
+            if (bindUid()) return true;
+            t_FinalizeStmt(type);
+            break;
         }
     }
     m_bStmtReused[type] = false;
     m_sStmtText[type] = command;
-    const auto [result, retries] = RetryWhileBusy([this, type] {
-        return sqlite3_prepare_v2(m_pDB, m_sCommandStr[type].c_str(), -1, &m_pStmt[type], nullptr);
+    const auto [result, retries] = RetryWhileBusy([this, type, &command] {
+        return sqlite3_prepare_v2(m_pDB, command.c_str(), -1, &m_pStmt[type], nullptr);
     });
-    if (result == SQLITE_OK) {
+    if (result == SQLITE_OK && bindUid()) {
         if (retries > 0) REMINDER_LOG("Prepare statement succeded after: %d attmeps;", retries);
         return true;
     }
