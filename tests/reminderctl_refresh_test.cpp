@@ -23,33 +23,13 @@ bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-class ReminderctlRefreshTest : public ::testing::Test {
+class ReminderctlRefreshTest : public testsupport::CToolTest {
 protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() /
-                ("reminderctl-refresh-test-" + std::to_string(getpid()));
-        std::filesystem::remove_all(m_dir);
-        std::filesystem::create_directories(m_dir);
-        m_db = (m_dir / "ReminderFile_v1.db").string();
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    // Exit status and standard output; standard error is dropped.
-    std::pair<int, std::string> Run(const std::string& arguments) {
-        const std::string command =
-            std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " + arguments + " 2>/dev/null";
-        const testsupport::SCommandRun run = testsupport::RunShell(command);
-        return {run.status, run.output};
-    }
-
     void Book(unsigned service, unsigned event, const char* as) {
         const auto [status, output] = Run("add --service " + std::to_string(service) + " --event " +
                                           std::to_string(event) + " --as " + as);
         ASSERT_EQ(status, 0) << output;
     }
-
-    std::filesystem::path m_dir;
-    std::string m_db;
 };
 
 }  // namespace

@@ -13,28 +13,7 @@
 
 namespace {
 
-class ReminderctlTuneTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() /
-                ("reminderctl-tune-test-" + std::to_string(getpid()));
-        std::filesystem::remove_all(m_dir);
-        std::filesystem::create_directories(m_dir);
-        m_db = (m_dir / "ReminderFile_v1.db").string();
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    // Exit status and standard output; standard error is dropped.
-    std::pair<int, std::string> Run(const std::string& arguments) {
-        const std::string command =
-            std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " + arguments + " 2>/dev/null";
-        const testsupport::SCommandRun run = testsupport::RunShell(command);
-        return {run.status, run.output};
-    }
-
-    std::filesystem::path m_dir;
-    std::string m_db;
-};
+class ReminderctlTuneTest : public testsupport::CToolTest {};
 
 }  // namespace
 

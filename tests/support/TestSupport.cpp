@@ -74,4 +74,24 @@ SCommandRun RunShell(const std::string& command) {
     return run;
 }
 
+void CToolTest::SetUp() {
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    m_dir =
+        std::filesystem::temp_directory_path() /
+        (std::string("reminderctl-") + test->test_suite_name() + "-" + std::to_string(getpid()));
+    std::filesystem::remove_all(m_dir);
+    std::filesystem::create_directories(m_dir);
+    m_db = (m_dir / "ReminderFile_v1.db").string();
+}
+
+void CToolTest::TearDown() {
+    std::filesystem::remove_all(m_dir);
+}
+
+std::pair<int, std::string> CToolTest::Run(const std::string& arguments) const {
+    const SCommandRun run = RunShell(std::string(REMINDER_TOOL_PATH) + " --db '" + m_db + "' " +
+                                     arguments + " 2>/dev/null");
+    return {run.status, run.output};
+}
+
 }  // namespace testsupport

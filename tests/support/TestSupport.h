@@ -2,7 +2,11 @@
 #ifndef REMINDER_TEST_SUPPORT_H
 #define REMINDER_TEST_SUPPORT_H
 
+#include <gtest/gtest.h>
+
+#include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tvsim/tvsim.h"
@@ -31,6 +35,20 @@ struct SCommandRun {
     std::string output;
 };
 SCommandRun RunShell(const std::string& command);
+
+// A fixture for tests that run reminderctl as a process against a database of their own, in a
+// folder of the test's own that is removed afterwards.
+class CToolTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    // Exit status and standard output of `reminderctl --db DB ARGUMENTS`; standard error is
+    // dropped.
+    std::pair<int, std::string> Run(const std::string& arguments) const;
+
+    std::filesystem::path m_dir;
+    std::string m_db;
+};
 
 }  // namespace testsupport
 
