@@ -741,8 +741,10 @@ std::pair<std::string, long long> PreparedForm(const std::string& command) {
 }  // namespace
 
 bool CDBControl::t_InitializeStmt(COMMAND_TYPE type) {
-    auto [command, uid] = PreparedForm(m_sCommandStr[type]);
-    m_nStmtUid[type] = uid;
+    // Not a structured binding: C++17 does not let a lambda capture one.
+    const std::pair<std::string, long long> form = PreparedForm(m_sCommandStr[type]);
+    const std::string& command = form.first;
+    m_nStmtUid[type] = form.second;
     const auto bindUid = [this, type] {
         if (m_nStmtUid[type] < 0) return true;
         return sqlite3_bind_int64(m_pStmt[type], kUidParameter, m_nStmtUid[type]) == SQLITE_OK;
