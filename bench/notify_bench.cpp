@@ -13,8 +13,6 @@
 #include <gio/gio.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,11 +20,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
+#include "BenchBus.h"
 #include "DataControl.h"
 #include "RemindInfo.h"
 #include "reminder_api.h"
@@ -43,71 +41,6 @@ gint64 NowNs() {
 }
 
 // --- The bus ---
-
-bool SocketAnswers(const std::string& address) {
-    const std::string prefix = "unix:path=";
-    if (address.rfind(prefix, 0) != 0) return !address.empty();  // other transports: trust them
-    std::string path = address.substr(prefix.size());
-    path = path.substr(0, path.find(','));
-    sockaddr_un addr{};
-    if (path.size() >= sizeof addr.sun_path) return false;
-    addr.sun_family = AF_UNIX;
-    std::strcpy(addr.sun_path, path.c_str());
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool ok = fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-    if (fd >= 0) close(fd);
-    return ok;
-}
-
-struct SPrivateBus {
-    pid_t pid = -1;
-    std::string dir;
-};
-
-// Starts dbus-daemon on a socket in a fresh directory and points the system bus at it.
-bool StartPrivateBus(SPrivateBus& bus) {
-    char dir[] = "/tmp/notify-bench-XXXXXX";
-    if (mkdtemp(dir) == nullptr) return false;
-    bus.dir = dir;
-    std::ofstream(bus.dir + "/bus.conf")
-        << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig><type>system</type><listen>unix:path="
-        << bus.dir
-        << "/system_bus_socket</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-           "<allow user=\"*\"/><allow own=\"*\"/><allow send_type=\"signal\"/>"
-           "<allow receive_type=\"signal\"/><allow send_type=\"method_call\"/>"
-           "<allow send_type=\"method_return\"/><allow send_type=\"error\"/>"
-           "<allow receive_type=\"method_return\"/><allow receive_type=\"error\"/>"
-           "</policy></busconfig>\n";
-    int out[2];
-    if (pipe(out) != 0) return false;
-    bus.pid = fork();
-    if (bus.pid == 0) {
-        dup2(out[1], STDOUT_FILENO);
-        const std::string config = "--config-file=" + bus.dir + "/bus.conf";
-        execlp("dbus-daemon", "dbus-daemon", config.c_str(), "--nofork", "--nosyslog",
-               "--print-address=1", static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    close(out[1]);
-    std::string address;
-    char c = 0;
-    while (read(out[0], &c, 1) == 1 && c != '\n') address += c;
-    close(out[0]);
-    if (address.empty()) return false;
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    return true;
-}
-
-void StopPrivateBus(SPrivateBus& bus) {
-    if (bus.pid <= 0) return;
-    kill(bus.pid, SIGTERM);
-    waitpid(bus.pid, nullptr, 0);
-    std::remove((bus.dir + "/bus.conf").c_str());
-    std::remove((bus.dir + "/system_bus_socket").c_str());
-    rmdir(bus.dir.c_str());
-}
 
 // --- The child: answers every change and every ping with its handler's time ---
 
@@ -306,13 +239,10 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
-    SPrivateBus privateBus;
-    const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
-    if (address == nullptr || !SocketAnswers(address)) {
-        if (!StartPrivateBus(privateBus)) {
-            std::fprintf(stderr, "notify_bench: could not start a private dbus-daemon\n");
-            return 1;
-        }
+    benchbus::SPrivateBus privateBus;
+    if (!benchbus::EnsureBus(privateBus)) {
+        std::fprintf(stderr, "notify_bench: could not start a private dbus-daemon\n");
+        return 1;
     }
     char dbPath[] = "/tmp/notify-bench-db-XXXXXX";
     const int dbFd = mkstemp(dbPath);
@@ -355,6 +285,6 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
     std::remove(dbPath);
     std::remove((std::string(dbPath) + "-journal").c_str());
-    StopPrivateBus(privateBus);
+    benchbus::StopPrivateBus(privateBus);
     return status;
 }

@@ -85,6 +85,8 @@ public:
     void WhereLess(CRITERIA_TYPE column, const T& value);
     template <class T>
     void WhereNot(CRITERIA_TYPE column, const T& value);
+    // The column holds one of the values; none given matches no row.
+    void WhereIn(CRITERIA_TYPE column, const std::vector<unsigned long>& values);
     // Case-insensitive collation of the condition or ordering just before.
     void IgnoreStrCase();
     void OrderBy(CRITERIA_TYPE column);

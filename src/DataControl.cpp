@@ -529,6 +529,16 @@ void CDBCriteria::WhereNot(CRITERIA_TYPE column, const T& value) {
     AppendCondition(*this, column, "!=", ValueText(value));
 }
 
+void CDBCriteria::WhereIn(CRITERIA_TYPE column, const std::vector<unsigned long>& values) {
+    std::string list = "(";
+    for (const unsigned long value : values) {
+        if (list.size() > 1) list += ", ";
+        list += ValueText(value);
+    }
+    list += ')';
+    AppendCondition(*this, column, "IN", list);
+}
+
 void CDBCriteria::IgnoreStrCase() {
     std::ostringstream clause;
     clause << m_sCriteria << " COLLATE NOCASE";

@@ -542,8 +542,12 @@ bool CRemindInfo::IsConflict(const TCProgramData& program) const {
 }
 
 bool CRemindInfo::IsPartOfASeries() const {
-    if (CReminderAPIUtil::GetCountry() == kCountrySeriesById) return m_nSeriesId < kNoValue16;
-    return !m_sSeriesCrid.empty();
+    const bool hasSeriesId = m_nSeriesId < kNoValue16;
+    const bool hasSeriesCrid = !m_sSeriesCrid.empty();
+    // The country only decides between the two marks when a record carries one of them.
+    if (hasSeriesId == hasSeriesCrid) return hasSeriesId;
+    if (CReminderAPIUtil::GetCountry() == kCountrySeriesById) return hasSeriesId;
+    return hasSeriesCrid;
 }
 
 bool CRemindInfo::IsSplitEvent() const {

@@ -166,6 +166,8 @@ enum class ELookup { kFound, kMissing, kUnreadable };
 
 // The stored item with this UID, from the list read by start time.
 ELookup FindStored(CReminderAPIImp& engine, unsigned long uid, CRemindInfo& out);
+// Reads the stored rows with these UIDs, in table order; false when the read failed.
+bool ReadNamedItems(const std::vector<unsigned long>& uids, std::vector<CRemindInfo>& out);
 
 // Moves a repeating item forward, one occurrence at a time, until its padded start is no longer
 // before `now`. False, with the item unchanged, when the schedule gives no such occurrence (a

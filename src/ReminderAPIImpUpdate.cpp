@@ -137,6 +137,19 @@ ELookup FindStored(CReminderAPIImp& engine, unsigned long uid, CRemindInfo& out)
     return ELookup::kFound;
 }
 
+bool ReadNamedItems(const std::vector<unsigned long>& uids, std::vector<CRemindInfo>& out) {
+    REMINDER_LOG("Data Operation...Select");
+    CDBControl* db = CDBControl::GetInstance();
+    if (!db->BeginTransaction()) return false;
+    CDBCriteria criteria;
+    criteria.WhereIn(CDBCriteria::CRITERIA_UID, uids);
+    out.clear();
+    db->FindItem(criteria, out);
+    const bool read = db->LastResult() == 0;
+    db->EndTransaction();
+    return read;
+}
+
 bool MoveToOccurrenceFrom(CRemindInfo& item, unsigned long now) {
     CRemindInfo moved(item);
     for (int step = 0; EffectiveStart(moved) < now; ++step) {
@@ -253,18 +266,22 @@ bool CReminderAPIImp::DeleteRemindItems(std::vector<unsigned long>& uids) {
     COperation op(*this, /*writes=*/true);
     // An episode of a series booking stands for the whole series: it is deleted with it, once
     // the plain items are gone.
+    // Deleting a plain item changes no other, so one read of the named rows serves the pass.
+    std::vector<CRemindInfo> list;
+    if (!ReadNamedItems(uids, list)) return false;
     std::vector<unsigned long> episodes;
     for (const unsigned long uid : uids) {
-        CRemindInfo item;
-        const ELookup lookup = FindStored(*this, uid, item);
-        if (lookup == ELookup::kUnreadable) return false;
-        if (lookup == ELookup::kMissing) continue;
-        if (item.IsPartOfASeries() && item.m_nReserveType != REMINDER_RESERVE_RECORDING_FAILED &&
-            item.m_nReserveType != REMINDER_RESERVE_SCHEDULED_10) {
+        const auto found = FindByUid(list, uid);
+        if (found == list.end()) continue;
+        if (found->IsPartOfASeries() &&
+            found->m_nReserveType != REMINDER_RESERVE_RECORDING_FAILED &&
+            found->m_nReserveType != REMINDER_RESERVE_SCHEDULED_10) {
             episodes.push_back(uid);
         } else if (!t_DeleteRemindItemByUid(uid)) {
             return false;
         }
+        // A UID named twice is looked up once.
+        list.erase(found);
     }
     for (const unsigned long uid : episodes) {
         CRemindInfo item;

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "dlog.h"
 
@@ -17,14 +16,21 @@ const char* BaseName(const char* path) {
 }
 
 std::string FormatMessage(const char* fmt, va_list args) {
-    va_list probe;
-    va_copy(probe, args);
-    const int needed = std::vsnprintf(nullptr, 0, fmt, probe);
-    va_end(probe);
+    // Most lines fit the stack buffer and are formatted once; a longer one is formatted again
+    // into a buffer of its size.
+    char shortLine[512];
+    va_list first;
+    va_copy(first, args);
+    const int needed = std::vsnprintf(shortLine, sizeof shortLine, fmt, first);
+    va_end(first);
     if (needed <= 0) return std::string();
-    std::vector<char> buffer(static_cast<size_t>(needed) + 1);
-    std::vsnprintf(buffer.data(), buffer.size(), fmt, args);
-    return std::string(buffer.data(), static_cast<size_t>(needed));
+    if (static_cast<size_t>(needed) < sizeof shortLine) {
+        return std::string(shortLine, static_cast<size_t>(needed));
+    }
+    std::string message(static_cast<size_t>(needed) + 1, '\0');
+    std::vsnprintf(&message[0], message.size(), fmt, args);
+    message.resize(static_cast<size_t>(needed));
+    return message;
 }
 
 // Per thread: the message of the last failure line since the last entry line.

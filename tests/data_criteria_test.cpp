@@ -40,6 +40,12 @@ TEST(CriteriaTest, OperatorsAndQuotingFollowTheValueType) {
     EXPECT_EQ(numbers.m_sCriteria,
               " WHERE Major = 65535 AND StartTime < 4000000000 AND ReserveType = 12"
               " AND Title = 7");
+
+    // A set of numbers; an empty set is still a valid clause and matches nothing.
+    CDBCriteria set;
+    set.WhereIn(C::CRITERIA_UID, {3, 40000000000UL});
+    set.WhereIn(C::CRITERIA_SERIES_ID, {});
+    EXPECT_EQ(set.m_sCriteria, " WHERE UID IN (3, 40000000000) AND SeriesId IN ()");
 }
 
 TEST(CriteriaTest, CollationFollowsThePieceBeforeIt) {

@@ -43,11 +43,16 @@ char PriorityLetter(int prio) {
 }
 
 std::string Format(const char* fmt, va_list args) {
-    va_list copy;
-    va_copy(copy, args);
-    const int length = std::vsnprintf(nullptr, 0, fmt, copy);
-    va_end(copy);
+    // One pass for the usual short line; a longer one is formatted again at its length.
+    char shortLine[512];
+    va_list first;
+    va_copy(first, args);
+    const int length = std::vsnprintf(shortLine, sizeof shortLine, fmt, first);
+    va_end(first);
     if (length <= 0) return std::string();
+    if (static_cast<size_t>(length) < sizeof shortLine) {
+        return std::string(shortLine, static_cast<size_t>(length));
+    }
     std::string text(static_cast<size_t>(length) + 1, '\0');
     std::vsnprintf(&text[0], text.size(), fmt, args);
     text.resize(static_cast<size_t>(length));
