@@ -10,7 +10,6 @@
 #include <exception>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -504,10 +503,9 @@ std::string ValueText(EReserveType value) {
 
 void AppendCondition(CDBCriteria& criteria, CDBCriteria::CRITERIA_TYPE column, const char* op,
                      const std::string& valueText) {
-    std::ostringstream clause;
-    clause << criteria.m_sCriteria << (criteria.m_sCriteria.empty() ? " WHERE " : " AND ")
-           << ColumnName(criteria, column) << ' ' << op << ' ' << valueText;
-    criteria.m_sCriteria = clause.str();
+    std::string& clause = criteria.m_sCriteria;
+    clause.append(clause.empty() ? " WHERE " : " AND ").append(ColumnName(criteria, column));
+    clause.append(" ").append(op).append(" ").append(valueText);
 }
 
 }  // namespace
@@ -540,22 +538,16 @@ void CDBCriteria::WhereIn(CRITERIA_TYPE column, const std::vector<unsigned long>
 }
 
 void CDBCriteria::IgnoreStrCase() {
-    std::ostringstream clause;
-    clause << m_sCriteria << " COLLATE NOCASE";
-    m_sCriteria = clause.str();
+    m_sCriteria.append(" COLLATE NOCASE");
 }
 
 void CDBCriteria::OrderBy(CRITERIA_TYPE column) {
-    std::ostringstream clause;
-    clause << m_sCriteria << " ORDER BY " << ColumnName(*this, column);
-    m_sCriteria = clause.str();
+    m_sCriteria.append(" ORDER BY ").append(ColumnName(*this, column));
 }
 
 void CDBCriteria::OrderBy(CRITERIA_TYPE first, CRITERIA_TYPE second) {
-    std::ostringstream clause;
-    clause << m_sCriteria << " ORDER BY " << ColumnName(*this, first) << ", "
-           << ColumnName(*this, second);
-    m_sCriteria = clause.str();
+    m_sCriteria.append(" ORDER BY ").append(ColumnName(*this, first));
+    m_sCriteria.append(", ").append(ColumnName(*this, second));
 }
 
 template void CDBCriteria::Where<std::string>(CRITERIA_TYPE, const std::string&);
@@ -1035,17 +1027,13 @@ void CDBControl::t_KeepListCache(const std::vector<CRemindInfo>& rows, long long
 }
 
 bool CDBControl::UpdateItem(const CDBCriteria& criteria, const CRemindInfo& item) {
-    std::ostringstream command;
-    command << kUpdateSql << criteria.m_sCriteria;
-    m_sCommandStr[COMMAND_UPDATE] = command.str();
+    m_sCommandStr[COMMAND_UPDATE].assign(kUpdateSql).append(criteria.m_sCriteria);
     REMINDER_LOG("m_sCommandStr = %s", m_sCommandStr[COMMAND_UPDATE].c_str());
     return t_Update(criteria, item);
 }
 
 bool CDBControl::DeleteItem(const CDBCriteria& criteria) {
-    std::ostringstream command;
-    command << "DELETE FROM Items" << criteria.m_sCriteria;
-    m_sCommandStr[COMMAND_DELETE] = command.str();
+    m_sCommandStr[COMMAND_DELETE].assign("DELETE FROM Items").append(criteria.m_sCriteria);
     REMINDER_LOG("m_sCommandStr = %s", m_sCommandStr[COMMAND_DELETE].c_str());
     return t_Delete(criteria);
 }

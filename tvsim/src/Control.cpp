@@ -214,7 +214,9 @@ bool FindProgramme(unsigned long long serviceId, unsigned short eventId, TCProgr
 }
 
 std::vector<LogLine> Logs() {
-    return WithTv(nullptr, [](Simulator& sim) { return sim.logs; });
+    return WithTv(nullptr, [](Simulator& sim) {
+        return std::vector<LogLine>(sim.logs.begin(), sim.logs.end());
+    });
 }
 
 void ClearLogs() {

@@ -32,9 +32,13 @@ namespace {
 
 constexpr size_t kMaxLogLines = 100000;
 
+// Read once: every log line asks.
 bool LogToStderr() {
-    const char* target = std::getenv("TVSIM_LOG");
-    return target != nullptr && std::strcmp(target, "stderr") == 0;
+    static const bool toStderr = [] {
+        const char* target = std::getenv("TVSIM_LOG");
+        return target != nullptr && std::strcmp(target, "stderr") == 0;
+    }();
+    return toStderr;
 }
 
 char PriorityLetter(int prio) {
@@ -90,7 +94,14 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
     if (fmt == nullptr) return -1;
     va_list args;
     va_start(args, fmt);
-    std::string text = Format(fmt, args);
+    // A caller that formatted its line already passes it through "%s".
+    std::string text;
+    if (std::strcmp(fmt, "%s") == 0) {
+        const char* plain = va_arg(args, const char*);
+        text = plain != nullptr ? plain : "(null)";
+    } else {
+        text = Format(fmt, args);
+    }
     va_end(args);
     const std::string tagText = tag != nullptr ? tag : "";
     if (LogToStderr()) {

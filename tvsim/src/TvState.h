@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -124,7 +125,8 @@ struct Simulator {
     Television tv;
     Records records;
     Handles handles;
-    std::vector<LogLine> logs;  // kept across resets: they are the process's log
+    // Kept across resets: they are the process's log. The oldest lines go first, hence a deque.
+    std::deque<LogLine> logs;
 };
 
 // The process-wide simulator; lock its mutex before touching it.
