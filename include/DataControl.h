@@ -118,7 +118,9 @@ public:
     // True on success, also when no row matched.
     bool UpdateItem(const CDBCriteria& criteria, const CRemindInfo& item);
     bool DeleteItem(const CDBCriteria& criteria);
-    // Announces a change of the list to every process.
+    // Announces a change of the list to every process. Inside a transaction the event waits for
+    // the outermost commit (and is dropped by a rollback), so no process hears of a change
+    // it cannot read yet.
     void Notify();
 
     // BEGIN EXCLUSIVE, retried while another process holds the file (100 x 10 ms). Transactions
@@ -217,6 +219,7 @@ private:
     // The number of rows the last whole-table read found: the room a read reserves.
     size_t m_nRowsHint = 0;
     bool m_bTransactionFailed = false;
+    bool m_bEventPending = false;
 
     static CDBControl* m_pInstance;
 };

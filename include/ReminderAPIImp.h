@@ -174,6 +174,9 @@ private:
     // The list as the current operation sees it, in start-time order (ties by UID), and whether
     // it has been read; meaningful only while m_nOperationDepth > 0.
     int m_nOperationDepth = 0;
+    // A writing operation whose transaction could not be opened: until it ends, the store
+    // primitives refuse, so nothing of it lands outside the transaction it was refused.
+    bool m_bOperationRefused = false;
     bool m_bSnapshotValid = false;
     std::vector<CRemindInfo> m_vSnapshot;
 

@@ -668,6 +668,7 @@ bool CDBControl::EndTransaction() {
     REMINDER_ENTRY();
     if (m_nTransactionDepth == 0) return false;
     if (--m_nTransactionDepth > 0) return !m_bTransactionFailed;
+    const bool eventPending = std::exchange(m_bEventPending, false);
     if (m_bTransactionFailed) {
         sqlite3_exec(m_pDB, "ROLLBACK", nullptr, nullptr, nullptr);
         t_ForgetListCache();
@@ -684,6 +685,7 @@ bool CDBControl::EndTransaction() {
         }
         return false;
     }
+    if (eventPending) Notify();
     return true;
 }
 
@@ -1040,6 +1042,10 @@ bool CDBControl::DeleteItem(const CDBCriteria& criteria) {
 
 void CDBControl::Notify() {
     REMINDER_ENTRY();
+    if (m_nTransactionDepth > 0) {
+        m_bEventPending = true;
+        return;
+    }
     TReminderEvent event = {0, REMINDER_EVENT_LIST_CHANGED, 0, 0, PT_PARAM_TYPE_NONE};
     CReminderDBusInfo::SendEvent(&event);
 }

@@ -51,6 +51,7 @@ CReminderAPIImp::COperation::COperation(CReminderAPIImp& engine, bool writes)
     // under the lock.
     if (db->TransactionDepth() == 0) m_engine.m_bSnapshotValid = false;
     m_bBegan = db->BeginTransaction();
+    if (!m_bBegan) m_engine.m_bOperationRefused = true;
 }
 
 CReminderAPIImp::COperation::~COperation() {
@@ -58,6 +59,7 @@ CReminderAPIImp::COperation::~COperation() {
     // transaction was marked failed and its end rolls everything back.
     if (m_bWrites && m_bBegan && !m_bDone) CDBControl::GetInstance()->EndTransaction();
     if (--m_engine.m_nOperationDepth == 0) {
+        m_engine.m_bOperationRefused = false;
         m_engine.m_bSnapshotValid = false;
         m_engine.m_vSnapshot.clear();
     }
@@ -177,6 +179,10 @@ void CReminderAPIImp::t_GetScheduledList(std::vector<CRemindInfo>& out, EOrderBy
 }
 
 bool CReminderAPIImp::t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderByType order) {
+    if (m_bOperationRefused) {
+        out.clear();
+        return false;
+    }
     if (m_nOperationDepth > 0 && m_bSnapshotValid) {
         m_ServeSnapshot(out, order);
         REMINDER_LOG("Scheduled list size : [%u]", static_cast<unsigned>(out.size()));
@@ -209,6 +215,7 @@ bool CReminderAPIImp::t_ReadScheduledList(std::vector<CRemindInfo>& out, EOrderB
 }
 
 bool CReminderAPIImp::t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out) {
+    if (m_bOperationRefused) return false;
     REMINDER_LOG("Data Operation...Select");
     CDBControl* db = CDBControl::GetInstance();
     db->BeginTransaction();
@@ -220,6 +227,7 @@ bool CReminderAPIImp::t_GetRemindItemByUid(unsigned long uid, CRemindInfo& out) 
 }
 
 bool CReminderAPIImp::t_AddRemindItem(const CRemindInfo& item, bool startFlag) {
+    if (m_bOperationRefused) return false;
     CRemindInfo copy(item);
     if (copy.m_nManual == 1 && copy.m_nRepeatType != REMINDER_REPEAT_NONE) {
         copy.SetStartTime(NextOccurrence(copy, startFlag));
@@ -253,6 +261,7 @@ bool CReminderAPIImp::t_AddRemindItem(const CRemindInfo& item, bool startFlag) {
 }
 
 bool CReminderAPIImp::t_UpdateRemindItemByUid(unsigned long uid, const CRemindInfo& item) {
+    if (m_bOperationRefused) return false;
     REMINDER_LOG("Data Operation...Update");
     CDBControl* db = CDBControl::GetInstance();
     if (!db->BeginTransaction()) return false;
@@ -267,6 +276,7 @@ bool CReminderAPIImp::t_UpdateRemindItemByUid(unsigned long uid, const CRemindIn
 }
 
 bool CReminderAPIImp::t_DeleteRemindItemByUid(unsigned long uid) {
+    if (m_bOperationRefused) return false;
     REMINDER_LOG("Data Operation...Delete");
     CDBControl* db = CDBControl::GetInstance();
     if (!db->BeginTransaction()) return false;

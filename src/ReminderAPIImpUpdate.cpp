@@ -264,9 +264,10 @@ bool CReminderAPIImp::DeleteRemindItems(std::vector<unsigned long>& uids) {
     REMINDER_ENTRY();
     if (uids.empty()) return false;
     COperation op(*this, /*writes=*/true);
+    if (!op.Ok()) return false;
     // An episode of a series booking stands for the whole series: it is deleted with it, once
-    // the plain items are gone.
-    // Deleting a plain item changes no other, so one read of the named rows serves the pass.
+    // the plain items are gone. Deleting a plain item changes no other, so one read of the
+    // named rows serves the pass.
     std::vector<CRemindInfo> list;
     if (!ReadNamedItems(uids, list)) return false;
     std::vector<unsigned long> episodes;
