@@ -114,48 +114,41 @@ static void test_times_and_margins(void) {
     reminder_info_del(h);
 }
 
+/* The plain fields by the type of their value, named as their getters and setters are. */
+#define SHORT_FIELDS(X) X(device) X(event_id) X(err_no) X(series_id) X(expired_date)
+#define INT_FIELDS(X)                                                    \
+    X(uid)                                                               \
+    X(booking_order) X(rct_expiry_time) X(added_time) X(activation_time) \
+        X(record_list_expiry_time) X(published_duration)
+#define SET_NEXT(name) reminder_info_set_##name(h, value++);
+#define CHECK_NEXT(name) CHECK(reminder_info_##name(h) == value++);
+
 static void test_fields(void) {
-#define PAIR(get, set) \
-    { reminder_info_##get, reminder_info_set_##set }
-#define SAME(name) PAIR(name, name)
     static const struct {
         int (*get)(const remind_info_type_s*);
         void (*set)(remind_info_type_s*, intptr_t);
     } flags[] = {
-        PAIR(is_a_remote_channel, remote_channel),
-        SAME(alarmed),
-        SAME(recording_space_alarmed),
-        SAME(currently_recording),
-        SAME(unresolved_conflict),
-        PAIR(is_recommended, recommended),
-        PAIR(is_a_record_list_booking, record_list_booking),
+        {reminder_info_is_a_remote_channel, reminder_info_set_remote_channel},
+        {reminder_info_alarmed, reminder_info_set_alarmed},
+        {reminder_info_recording_space_alarmed, reminder_info_set_recording_space_alarmed},
+        {reminder_info_currently_recording, reminder_info_set_currently_recording},
+        {reminder_info_unresolved_conflict, reminder_info_set_unresolved_conflict},
+        {reminder_info_is_recommended, reminder_info_set_recommended},
+        {reminder_info_is_a_record_list_booking, reminder_info_set_record_list_booking},
     };
-    static const struct {
-        unsigned short (*get)(const remind_info_type_s*);
-        void (*set)(remind_info_type_s*, unsigned short);
-    } shorts[] = {SAME(device), SAME(event_id), SAME(err_no), SAME(series_id), SAME(expired_date)};
-    static const struct {
-        unsigned int (*get)(const remind_info_type_s*);
-        void (*set)(remind_info_type_s*, unsigned int);
-    } ints[] = {
-        SAME(uid),
-        SAME(booking_order),
-        SAME(rct_expiry_time),
-        SAME(added_time),
-        SAME(activation_time),
-        SAME(record_list_expiry_time),
-        SAME(published_duration),
-    };
-#undef SAME
-#undef PAIR
     remind_info_type_s* h = reminder_info_add();
+    unsigned int value;
     size_t i;
 
     /* Each setter writes its own member: distinct values, all read back afterwards. */
-    for (i = 0; i < COUNT(shorts); ++i) shorts[i].set(h, (unsigned short)(100 + i));
-    for (i = 0; i < COUNT(ints); ++i) ints[i].set(h, 70000u + (unsigned)i);
-    for (i = 0; i < COUNT(shorts); ++i) CHECK(shorts[i].get(h) == 100 + i);
-    for (i = 0; i < COUNT(ints); ++i) CHECK(ints[i].get(h) == 70000u + i);
+    value = 100;
+    SHORT_FIELDS(SET_NEXT)
+    value = 70000;
+    INT_FIELDS(SET_NEXT)
+    value = 100;
+    SHORT_FIELDS(CHECK_NEXT)
+    value = 70000;
+    INT_FIELDS(CHECK_NEXT)
     /* Flags take any pointer-sized value: one whose low byte is zero is still true. */
     for (i = 0; i < COUNT(flags); ++i) {
         flags[i].set(h, 256);
@@ -163,7 +156,6 @@ static void test_fields(void) {
         flags[i].set(h, 0);
         CHECK(flags[i].get(h) == 0);
     }
-
     reminder_info_set_repeat(h, REMINDER_REPEAT_MANUAL, 0x41);
     CHECK(reminder_info_repeat_type(h) == REMINDER_REPEAT_MANUAL &&
           reminder_info_manual_repeat(h) == 0x41);
