@@ -1,15 +1,14 @@
 // Another process holding the booking file: short holds are waited out, long ones fail the
 // transaction without harming the other process's work.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "TestSupport.h"
 
 namespace {
@@ -46,22 +45,6 @@ private:
 long MillisecondsSince(Clock::time_point start) {
     return static_cast<long>(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
-}
-
-// What SQLite's own consistency check says of the file, read by a connection of its own.
-std::string IntegrityCheck() {
-    sqlite3* raw = nullptr;
-    sqlite3_open_v2(CDBControl::DatabasePath().c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> db(raw, &sqlite3_close);
-    std::string result = "<failed>";
-    sqlite3_exec(
-        db.get(), "PRAGMA integrity_check",
-        [](void* out, int, char** values, char**) {
-            *static_cast<std::string*>(out) = values[0] != nullptr ? values[0] : "<null>";
-            return 1;  // the first line is the verdict
-        },
-        &result, nullptr);
-    return result;
 }
 
 size_t RowCount() {
@@ -105,7 +88,7 @@ TEST_F(ConcurrencyTest, LongHoldFailsTheTransactionAndLeavesTheFileIntact) {
     EXPECT_TRUE(testsupport::LoggedOn(2, "Start transaction failed."));
     // The file is intact, the other process's work survived and the store works again.
     ASSERT_TRUE(locker.Finish());
-    EXPECT_EQ(IntegrityCheck(), "ok");
+    EXPECT_EQ(testsupport::CRawDb().Text("PRAGMA integrity_check"), "ok");
     EXPECT_EQ(RowCount(), 1u);
     CRemindInfo item;
     EXPECT_TRUE(store.AddItem(item));

@@ -2,47 +2,22 @@
 // the file, and rows too deeply broken to read. The row format of every column is held to the
 // record's JSON form in store_codec_test.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "TestSupport.h"
 
 namespace {
 
 using C = CDBCriteria;
 
-// A second connection to a database file, for looking behind the store's back.
-class RawDb {
-public:
-    explicit RawDb(const std::string& path) {
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-        m_db.reset(db);
-    }
-    bool Exec(const std::string& sql) {
-        return sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-    // First column of the first row as text; "<none>" without a row.
-    std::string Text(const std::string& sql) {
-        sqlite3_stmt* raw = nullptr;
-        sqlite3_prepare_v2(m_db.get(), sql.c_str(), -1, &raw, nullptr);
-        const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> stmt(raw,
-                                                                              &sqlite3_finalize);
-        if (!stmt || sqlite3_step(stmt.get()) != SQLITE_ROW) return "<none>";
-        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt.get(), 0));
-        return text != nullptr ? text : "<null>";
-    }
-
-private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
-};
+using RawDb = testsupport::CRawDb;
 
 CRemindInfo Titled(const std::string& title, uint32_t eventTime, uint32_t startMargin = 0) {
     CRemindInfo r;
@@ -81,7 +56,7 @@ protected:
         tvsim::ClearLogs();
     }
     CDBControl& store = *CDBControl::GetInstance();
-    RawDb raw{CDBControl::DatabasePath()};
+    RawDb raw;
 };
 
 TEST_F(StoreTest, AddTakesAFreshUidAndWritesTheStartWhichIsNeverReadBack) {

@@ -14,11 +14,13 @@
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "TestSupport.h"
 
 namespace {
 
-using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
+using testsupport::ColumnText;
+using testsupport::Statement;
 
 // --- The JSON path, as the store ran it before ------------------------------------------------
 
@@ -92,12 +94,6 @@ void JsonBind(sqlite3_stmt* s, const CRemindInfo& item) {
     }
 }
 
-std::string ColumnText(sqlite3_stmt* s, int column) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(s, column));
-    if (text == nullptr) return std::string();
-    return std::string(text, static_cast<size_t>(sqlite3_column_bytes(s, column)));
-}
-
 Json::Value JsonCell(sqlite3_stmt* s, K kind, int i) {
     if (kind == K::UInt64) return static_cast<Json::UInt64>(sqlite3_column_int64(s, i));
     if (kind == K::UInt) return static_cast<Json::UInt>(sqlite3_column_int(s, i));
@@ -130,42 +126,22 @@ CRemindInfo JsonExtract(sqlite3_stmt* s) {
 
 // --- Helpers ------------------------------------------------------------------------------------
 
-class RawDb {
-public:
-    RawDb() {
-        CDBControl::GetInstance();  // the store creates the file and the table
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(CDBControl::DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-        m_db.reset(db);
-    }
-    bool Exec(const std::string& sql) {
-        return sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-    Statement Prepare(const std::string& sql) {
-        sqlite3_stmt* raw = nullptr;
-        sqlite3_prepare_v2(m_db.get(), sql.c_str(), -1, &raw, nullptr);
-        return Statement(raw, &sqlite3_finalize);
-    }
-    // Every column but the UID of every row of `table`, by UID, as "type:value" strings.
-    std::vector<std::vector<std::string>> Cells(const std::string& table) {
-        std::vector<std::vector<std::string>> rows;
-        Statement s = Prepare("SELECT * FROM " + table + " ORDER BY UID");
-        while (sqlite3_step(s.get()) == SQLITE_ROW) {
-            rows.emplace_back();
-            for (int c = 1; c < sqlite3_column_count(s.get()); ++c) {
-                const int type = sqlite3_column_type(s.get(), c);
-                char real[64];
-                std::snprintf(real, sizeof real, "%.17g", sqlite3_column_double(s.get(), c));
-                rows.back().push_back(std::to_string(type) + ":" +
-                                      (type == SQLITE_FLOAT ? real : ColumnText(s.get(), c)));
-            }
+// Every column but the UID of every row of `table`, by UID, as "type:value" strings.
+std::vector<std::vector<std::string>> Cells(testsupport::CRawDb& db, const std::string& table) {
+    std::vector<std::vector<std::string>> rows;
+    Statement s = db.Prepare("SELECT * FROM " + table + " ORDER BY UID");
+    while (sqlite3_step(s.get()) == SQLITE_ROW) {
+        rows.emplace_back();
+        for (int c = 1; c < sqlite3_column_count(s.get()); ++c) {
+            const int type = sqlite3_column_type(s.get(), c);
+            char real[64];
+            std::snprintf(real, sizeof real, "%.17g", sqlite3_column_double(s.get(), c));
+            rows.back().push_back(std::to_string(type) + ":" +
+                                  (type == SQLITE_FLOAT ? real : ColumnText(s.get(), c)));
         }
-        return rows;
     }
-
-private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
-};
+    return rows;
+}
 
 std::vector<std::string*> TextFields(CRemindInfo& r) {
     return {&r.m_sTitle,     &r.m_sChannelName, &r.m_sProgramCrid, &r.m_sSeriesCrid,
@@ -284,7 +260,7 @@ protected:
         EXPECT_EQ(i, direct.size());
     }
 
-    RawDb raw;
+    testsupport::CRawDb raw;
 };
 
 TEST_F(StoreCodecTest, RecordsBindTheColumnValuesOfTheJsonPath) {
@@ -303,8 +279,8 @@ TEST_F(StoreCodecTest, RecordsBindTheColumnValuesOfTheJsonPath) {
         JsonBind(insert.get(), record);
         ASSERT_EQ(sqlite3_step(insert.get()), SQLITE_DONE);
     }
-    const auto direct = raw.Cells("Items");
-    const auto viaJson = raw.Cells("Mirror");
+    const auto direct = Cells(raw, "Items");
+    const auto viaJson = Cells(raw, "Mirror");
     ASSERT_EQ(direct.size(), viaJson.size());
     for (size_t r = 0; r < direct.size(); ++r) {
         for (size_t c = 0; c < direct[r].size(); ++c) {
@@ -394,7 +370,7 @@ TEST_F(StoreCodecTest, AnyTextBytesAndNonFiniteFrequenciesAreStoredFaithfully) {
         EXPECT_EQ(rows[i].m_nEventTime, 1000 + i);
         EXPECT_EQ(rows[i].m_frequency, i < 3 ? -1.0f : 474.25f);
     }
-    EXPECT_EQ(raw.Cells("Items")[0][46], "3:Caf\xE9 cr\xE8me");  // Title, as text, unchanged
+    EXPECT_EQ(Cells(raw, "Items")[0][46], "3:Caf\xE9 cr\xE8me");  // Title, as text, unchanged
 }
 
 }  // namespace

@@ -10,12 +10,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "ReminderAPIImp.h"
 #include "TestSupport.h"
 
@@ -34,23 +34,6 @@ CRemindInfo Viewing(uint32_t start, const std::string& title, uint16_t eventId,
     item.m_sTitle = title;
     return item;
 }
-
-// A connection of its own to the store's file.
-class RawDb {
-public:
-    RawDb() {
-        CDBControl::GetInstance();  // the store creates the file and the table
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(CDBControl::DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-        m_db.reset(db);
-    }
-    bool Exec(const std::string& sql) {
-        return sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-
-private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
-};
 
 std::vector<unsigned long> Uids(const std::vector<CRemindInfo>& list) {
     std::vector<unsigned long> uids;
@@ -71,7 +54,7 @@ protected:
         return list;
     }
     CReminderAPIImp engine;
-    RawDb raw;
+    testsupport::CRawDb raw;
 };
 
 TEST_F(StoreOperationTest, SnapshotIsReadOnceAndOrdersLikeSqlite) {
