@@ -66,14 +66,14 @@ static void test_kinds(void) {
     remind_info_type_s* h = reminder_info_add();
     size_t i;
     for (i = 0; i < COUNT(rows); ++i) {
-        char got[9];
+        char got[96];
         reminder_info_set_reserve_type(h, (EReserveType)rows[i].type);
         reminder_info_set_record_list_booking(h, rows[i].list);
-        sprintf(got, "%d%d%d%d%d%d%d%d", reminder_info_is_a_timer_viewing(h),
-                reminder_info_is_event_recording(h), reminder_info_failed(h),
-                reminder_info_is_an_invalid(h), reminder_info_is_series_booking(h),
-                reminder_info_is_a_record_list_group_subscription(h),
-                reminder_info_is_a_recording(h), reminder_info_is_metadata_from_dsm(h));
+        snprintf(got, sizeof got, "%d%d%d%d%d%d%d%d", reminder_info_is_a_timer_viewing(h),
+                 reminder_info_is_event_recording(h), reminder_info_failed(h),
+                 reminder_info_is_an_invalid(h), reminder_info_is_series_booking(h),
+                 reminder_info_is_a_record_list_group_subscription(h),
+                 reminder_info_is_a_recording(h), reminder_info_is_metadata_from_dsm(h));
         if (strcmp(got, rows[i].answers) != 0 ||
             reminder_info_max_over_run_allowed(h) != rows[i].overrun) {
             fprintf(stderr, "kinds: reserve type %d, record list %d: %s\n", rows[i].type,
@@ -116,10 +116,11 @@ static void test_times_and_margins(void) {
 
 /* The plain fields by the type of their value, named as their getters and setters are. */
 #define SHORT_FIELDS(X) X(device) X(event_id) X(err_no) X(series_id) X(expired_date)
-#define INT_FIELDS(X)                                                    \
-    X(uid)                                                               \
-    X(booking_order) X(rct_expiry_time) X(added_time) X(activation_time) \
-        X(record_list_expiry_time) X(published_duration)
+#define INT_FIELDS(X)                                                              \
+    X(uid)                                                                         \
+    X(booking_order)                                                               \
+    X(rct_expiry_time) X(added_time) X(activation_time) X(record_list_expiry_time) \
+        X(published_duration)
 #define SET_NEXT(name) reminder_info_set_##name(h, value++);
 #define CHECK_NEXT(name) CHECK(reminder_info_##name(h) == value++);
 

@@ -65,8 +65,6 @@ CRemindInfo Slot(EReserveType type, uint32_t eventTime, uint32_t duration, uint1
 
 TEST_F(RemindInfoTest, InitialiseRestoresTheDefaultsAndTimeSettersRound) {
     const CRemindInfo fresh;
-    EXPECT_EQ(fresh.m_nUid, 0xFFFFFFFFu);
-    EXPECT_EQ(fresh.m_nServiceId, ~0ULL);
     // Initialise on a filled record restores every default but keeps the list's storage.
     CRemindInfo r = fresh;
     r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
@@ -214,19 +212,17 @@ TEST_F(RemindInfoTest, SameBroadcast) {
 TEST_F(RemindInfoTest, ConflictsAreAsymmetricForReminders) {
     // A recording padded to [880, 1900). A reminder needs only its start; two recordings
     // conflict by half-open overlap of the padded intervals.
-    const CRemindInfo recording = Slot(REMINDER_RESERVE_RECORDING, 1000, 600, 1, 120, 300);
+    constexpr EReserveType kView = REMINDER_RESERVE_VIEWING, kRecord = REMINDER_RESERVE_RECORDING;
+    const CRemindInfo recording = Slot(kRecord, 1000, 600, 1, 120, 300);
     const struct {
         EReserveType type;
         uint32_t start, duration;
         bool otherFirst, conflict;
     } rows[] = {
-        {REMINDER_RESERVE_VIEWING, 880, 60, false, true},
-        {REMINDER_RESERVE_VIEWING, 1900, 60, false, false},
-        {REMINDER_RESERVE_VIEWING, 1899, 60, true, true},
-        {REMINDER_RESERVE_VIEWING, 500, 1800, false, false},  // the recording begins inside
-        {REMINDER_RESERVE_VIEWING, 500, 1800, true, false},
-        {REMINDER_RESERVE_RECORDING, 280, 600, false, false},
-        {REMINDER_RESERVE_RECORDING, 281, 600, false, true},
+        {kView, 880, 60, false, true},    {kView, 1900, 60, false, false},
+        {kView, 1899, 60, true, true},    {kView, 500, 1800, false, false},  // begins inside
+        {kView, 500, 1800, true, false},  {kRecord, 280, 600, false, false},
+        {kRecord, 281, 600, false, true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::to_string(row.start) + (row.otherFirst ? " asked of the recording" : ""));
