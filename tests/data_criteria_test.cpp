@@ -65,13 +65,4 @@ TEST(CriteriaTest, SingleQuotesInTextAreDoubled) {
     EXPECT_EQ(criteria.m_sCriteria, " WHERE Title = 'It''s' AND GroupCrid != 'x'' OR ''1''=''1'");
 }
 
-TEST(CriteriaTest, EnumeratorsNameTheirColumns) {
-    const CDBCriteria criteria;
-    ASSERT_EQ(criteria.m_vColumnNames.size(), 58u);
-    EXPECT_EQ(criteria.m_vColumnNames[C::CRITERIA_UID], "UID");
-    EXPECT_EQ(criteria.m_vColumnNames[C::CRITERIA_FREQUENCY], "Frequency");
-    EXPECT_EQ(criteria.m_vColumnNames[C::CRITERIA_CREATION_TYPE], "CreationType");
-    EXPECT_EQ(criteria.m_vColumnNames[C::CRITERIA_STREAM_TYPE], "StreamType");
-}
-
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <tuple>
 
 #include "FCAPI.h"
 #include "RemindInfo.h"
@@ -19,7 +20,6 @@ void PrintTo(const CRemindInfo& r, std::ostream* os) {
 
 namespace {
 
-constexpr int kSystemLog = 2;
 constexpr unsigned long long kSeven = 4097;
 constexpr unsigned long long kAnalogue = 4098;
 
@@ -27,14 +27,11 @@ constexpr unsigned long long kAnalogue = 4098;
 std::string Profile(int country) {
     return R"({"country": )" + std::to_string(country) + R"(, "utc_offset": 3600,
       "vconf": {"db/schedule-manager/startmargin": 2, "db/schedule-manager/endmargin": 5},
-      "channels": [
-        {"service_id": 4097, "major": 7, "minor": 1, "ptc": 33, "channel_type": 2,
+      "channels": [{"service_id": 4097, "major": 7, "minor": 1, "ptc": 33, "channel_type": 2,
          "program_number": 101, "transport_stream_id": 9, "frequency": 474000,
          "service_profile": 3, "name": "Sieben Ü", "scrambled": true},
-        {"service_id": 4098, "major": 8, "channel_type": 1}],
-      "pvr": {"default_device": 1},
-      "virtual_programmes": [{"service_id": 4097, "start": 1420070430, "title": "Clip",
-                              "description": "Short"}],
+        {"service_id": 4098, "major": 8, "channel_type": 1}], "pvr": {"default_device": 1},
+      "virtual_programmes": [{"service_id": 4097, "start": 1420070430, "title": "Clip"}],
       "remote_channels": [{"source": 9, "activity_id": 4, "major": 5, "minor": 0,
                            "name": "Box Five"}]})";
 }
@@ -51,13 +48,8 @@ protected:
 
 TCProgramData Programme(unsigned long start, unsigned long duration) {
     TCProgramData p;
-    p.SetServiceId(kSeven);
-    p.SetEventId(17);
-    p.SetStartTime(start);
-    p.SetDuration(duration);
-    p.SetTitle("News");
-    p.SetProgramCRID("/Abc#1");
-    p.SetEITTableId(0x4E);
+    p.SetServiceId(kSeven), p.SetEventId(17), p.SetStartTime(start), p.SetDuration(duration);
+    p.SetTitle("News"), p.SetProgramCRID("/Abc#1"), p.SetEITTableId(0x4E);
     return p;
 }
 
@@ -65,40 +57,28 @@ TCProgramData Programme(unsigned long start, unsigned long duration) {
 CRemindInfo Slot(EReserveType type, uint32_t eventTime, uint32_t duration, uint16_t eventId,
                  uint32_t startMargin = 0, uint32_t endMargin = 0) {
     CRemindInfo r;
-    r.m_nServiceId = kSeven;
-    r.m_nEventId = eventId;
-    r.m_nReserveType = type;
-    r.m_nEventTime = eventTime;
-    r.m_nDuration = duration;
-    r.m_nStartMarginTime = startMargin;
-    r.m_nEndMarginTime = endMargin;
+    r.m_nServiceId = kSeven, r.m_nEventId = eventId, r.m_nReserveType = type;
+    r.m_nEventTime = eventTime, r.m_nDuration = duration;
+    r.m_nStartMarginTime = startMargin, r.m_nEndMarginTime = endMargin;
     return r;
 }
 
-TEST_F(RemindInfoTest, DefaultsAndInitialise) {
+TEST_F(RemindInfoTest, InitialiseRestoresTheDefaultsAndTimeSettersRound) {
     const CRemindInfo fresh;
-    EXPECT_EQ(fresh.m_nReserveType, REMINDER_RESERVE_NONE);
-    EXPECT_EQ(fresh.m_nUid, 0xFFFFFFFFu);
-    EXPECT_EQ(fresh.m_nServiceId, ~0ULL);
-
     // Initialise on a filled record restores every default but keeps the list's storage.
-    CRemindInfo used = fresh;
-    used.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
-    used.m_sPrivateData = "x";
-    used.m_vCompList.resize(8);
-    used.Initialise();
-    EXPECT_EQ(used, fresh);
-    EXPECT_TRUE(used.m_vCompList.empty());
-    EXPECT_GE(used.m_vCompList.capacity(), 8u);
-}
+    CRemindInfo r = fresh;
+    r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
+    r.m_sPrivateData = "x";
+    r.m_vCompList.resize(8);
+    r.Initialise();
+    EXPECT_EQ(r, fresh);
+    EXPECT_TRUE(r.m_vCompList.empty());
+    EXPECT_GE(r.m_vCompList.capacity(), 8u);
 
-TEST_F(RemindInfoTest, TimeSetters) {
-    CRemindInfo r;
     // Local start cut to the minute; UTC one hour behind.
     r.SetStartTime(3661 + 3600);
     EXPECT_EQ(r.m_nEventTime, 3660u + 3600u);
     EXPECT_EQ(r.m_nUTCStartTime, 3661u);
-
     // Margins widen the duration on both sides and accumulate.
     r.m_nDuration = 1800;
     r.SetTimeMargin(5);
@@ -113,22 +93,18 @@ TEST_F(RemindInfoTest, SetFromGuideProgramme) {
     r.m_nDevice = 2;
     r.m_sSeriesCrid = "/kept";
     r.Set(p, REMINDER_RESERVE_VIEWING);
-
     EXPECT_EQ(r.m_nMajor, 7);
     EXPECT_FLOAT_EQ(r.m_frequency, 474000.0f);
-    // Start and duration seconds add up past a minute: one more minute of window.
-    EXPECT_EQ(r.m_nDuration, 1850u);
     EXPECT_EQ(r.m_nEventTime, 1420074000u);
-    // Margins of a margin country, in seconds.
-    EXPECT_EQ(r.m_nStartMarginTime, 120u);
-    EXPECT_EQ(r.m_nEndMarginTime, 300u);
     EXPECT_EQ(r.m_extProgramId.nEITTableId, 0x4E);
     EXPECT_TRUE(testsupport::Logged("m_sProgramCrid = /Abc#1"));
-    EXPECT_EQ(r.m_sTitle, "News");
+    // Start and duration seconds add up past a minute: one more minute of window; margins of
+    // a margin country, in seconds.
+    EXPECT_EQ(std::tuple(r.m_nDuration, r.m_nStartMarginTime, r.m_nEndMarginTime),
+              std::tuple(1850u, 120u, 300u));
     // A one-byte guidance is ignored; fields the guide does not carry are kept.
-    EXPECT_EQ(r.m_sGuidance, "");
-    EXPECT_EQ(r.m_nDevice, 2);
-    EXPECT_EQ(r.m_sSeriesCrid, "/kept");
+    EXPECT_EQ(std::tuple(r.m_sTitle, r.m_sGuidance, r.m_nDevice, r.m_sSeriesCrid),
+              std::tuple("News", "", 2, "/kept"));
 
     // On the minute, the duration stays; longer guidance is taken.
     p = Programme(1420070400, 1800);
@@ -138,7 +114,7 @@ TEST_F(RemindInfoTest, SetFromGuideProgramme) {
     EXPECT_EQ(r.m_sGuidance, "16");
 }
 
-TEST_F(RemindInfoTest, SetWithoutMarginsOrChannel) {
+TEST_F(RemindInfoTest, SetWithoutMarginsOrByUnknownChannels) {
     UseCountry(7);
     CRemindInfo r;
     r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
@@ -151,87 +127,65 @@ TEST_F(RemindInfoTest, SetWithoutMarginsOrChannel) {
     r.Set(unknown, REMINDER_RESERVE_RECORDING);
     r.Set(999ULL);
     EXPECT_EQ(r, before);
-    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Find Service Failed."));
-
+    EXPECT_TRUE(testsupport::LoggedOn(2, "Find Service Failed."));
     // Attributes the channel lacks come back as their defaults.
     r.Set(kAnalogue);
-    EXPECT_EQ(r.m_nPTC, 65535);
-    EXPECT_EQ(r.m_nServiceProfile, -1);
-    EXPECT_FLOAT_EQ(r.m_frequency, -1.0f);
-}
+    EXPECT_EQ(std::tuple(r.m_nPTC, r.m_nServiceProfile, r.m_frequency),
+              std::tuple(65535, -1, -1.0f));
 
-TEST_F(RemindInfoTest, ManualSetByChannelNumbers) {
-    CRemindInfo r;
-    r.Set(7, 1, 33, 2, 101);
-    EXPECT_EQ(r.m_nServiceId, kSeven);
-    EXPECT_EQ(r.m_nTransportStreamId, 9);
-
-    // No such channel: the numbers are kept, the rest untouched.
-    CRemindInfo unknown;
-    unknown.Set(70, 2, 34, 4, 5);
-    EXPECT_EQ(unknown.m_nMajor, 70);
-    EXPECT_EQ(unknown.m_nServiceId, ~0ULL);
+    // By channel numbers: the service is found; no such channel keeps the numbers only.
+    CRemindInfo manual;
+    manual.Set(7, 1, 33, 2, 101);
+    EXPECT_EQ(manual.m_nServiceId, kSeven);
+    EXPECT_EQ(manual.m_nTransportStreamId, 9);
+    CRemindInfo none;
+    none.Set(70, 2, 34, 4, 5);
+    EXPECT_EQ(none.m_nMajor, 70);
+    EXPECT_EQ(none.m_nServiceId, ~0ULL);
 }
 
 TEST_F(RemindInfoTest, OtherSourcesAndBookingKinds) {
-    const TCProgramData p = Programme(1420070400, 1800);
     CRemindInfo r;
     // Without a programme subscriber nothing is monitored: a plain recording.
-    r.SetRecording(p);
+    r.SetRecording(Programme(1420070400, 1800));
     EXPECT_EQ(r.m_nReserveType, REMINDER_RESERVE_RECORDING);
     EXPECT_EQ(r.m_nDevice, 1);
-
     // A virtual-channel programme starts a fresh record and takes the provider's texts.
     r.Set(FCVirtualProgramId(kSeven, 1420070430, 1790), REMINDER_RESERVE_RECORDING);
-    EXPECT_EQ(r.m_nStreamType, REMINDER_STREAM_VIRTUAL);
-    EXPECT_EQ(r.m_nDevice, 65535);
-    EXPECT_EQ(r.m_nDuration, 1850u);
-    EXPECT_EQ(r.m_sTitle, "Clip");
+    EXPECT_EQ(std::tuple(r.m_nStreamType, r.m_nDevice, r.m_nDuration, r.m_sTitle),
+              std::tuple(REMINDER_STREAM_VIRTUAL, 65535, 1850u, "Clip"));
 
     r.Set(FCRemoteProgram(1420070400, 600), kAnalogue, REMINDER_RESERVE_VIEWING);
     EXPECT_EQ(r.m_nStreamType, REMINDER_STREAM_REMOTE);
     EXPECT_EQ(r.m_nServiceId, kAnalogue);
-
     // A remote channel's name comes from the box behind the universal remote.
     r.m_bRemoteChannel = true;
-    r.m_nSource = 9;
-    r.m_nMajor = 5;
-    r.m_nMinor = 0;
+    r.m_nSource = 9, r.m_nMajor = 5, r.m_nMinor = 0;
     EXPECT_EQ(r.GetChannelName(), "Box Five");
 }
 
-TEST_F(RemindInfoTest, OrderingIsSignedForKindUnsignedForTimes) {
+TEST_F(RemindInfoTest, OrderingIsSignedForKindUnsignedForTimesAndEqualityIgnoresSomeCase) {
     CRemindInfo a, b;
-    // Service id and UID do not take part.
-    a.m_nServiceId = a.m_nUid = 1;
+    a.m_nServiceId = a.m_nUid = 1;  // service id and UID do not take part
     EXPECT_FALSE(a < b || b < a);
-
     a.m_nReserveType = static_cast<EReserveType>(-1);
     b.m_nReserveType = REMINDER_RESERVE_VIEWING;
     EXPECT_TRUE(a < b);
-
     b.m_nReserveType = a.m_nReserveType;
     a.m_nEventTime = 0xFFFFFFF0u;
     b.m_nEventTime = 0x10u;
     EXPECT_TRUE(b < a);
-
-    // Channel type outranks time.
-    a.m_nChannelType = 1;
+    a.m_nChannelType = 1;  // channel type outranks time
     b.m_nChannelType = 2;
     EXPECT_TRUE(a < b);
-}
 
-TEST_F(RemindInfoTest, EqualityRules) {
-    CRemindInfo a;
     a.Set(Programme(1420070400, 1800), REMINDER_RESERVE_VIEWING);
     a.m_sPrivateData = "Key";
-
-    CRemindInfo b = a;
+    b = a;
     b.m_vCompList.push_back({0x0203, 1, 0x656E67});
     b.m_sProgramCrid = "/aBC#1";
     b.m_sPrivateData = "kEY";
     EXPECT_TRUE(a == b) << "components are not compared; CRIDs and private data ignore case";
-
     b = a;
     b.m_sTitle = "NEWS";
     EXPECT_FALSE(a == b) << "titles are exact";
@@ -244,41 +198,42 @@ TEST_F(RemindInfoTest, SameBroadcast) {
     CRemindInfo manual = Slot(REMINDER_RESERVE_VIEWING, 6000, 600, 1);
     manual.m_nManual = 1;
     // A manual item against a guide item goes by event id outside country 23.
-    CRemindInfo guide = Slot(REMINDER_RESERVE_VIEWING, 1, 600, 1);
-    EXPECT_TRUE(manual.CompareEvent(guide));
-
+    EXPECT_TRUE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 1, 600, 1)));
     // Two manual slots: same padded start and length, whatever the split into margins.
     CRemindInfo other = Slot(REMINDER_RESERVE_VIEWING, 6060, 540, 9, 60, 0);
     other.m_nManual = 1;
     EXPECT_TRUE(manual.CompareEvent(other));
 
     UseCountry(23);
-    guide = Slot(REMINDER_RESERVE_VIEWING, 6000, 900, 5);
-    EXPECT_TRUE(manual.CompareEvent(guide));
-    guide.m_nEventTime = 6060;
-    EXPECT_FALSE(manual.CompareEvent(guide));
+    EXPECT_TRUE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 6000, 900, 5)));
+    EXPECT_FALSE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 6060, 900, 5)));
 }
 
 TEST_F(RemindInfoTest, ConflictsAreAsymmetricForReminders) {
-    // A recording padded to [880, 1900).
-    const CRemindInfo recording = Slot(REMINDER_RESERVE_RECORDING, 1000, 600, 1, 120, 300);
-    EXPECT_TRUE(Slot(REMINDER_RESERVE_VIEWING, 880, 60, 2).IsConflict(recording));
-    EXPECT_FALSE(Slot(REMINDER_RESERVE_VIEWING, 1900, 60, 2).IsConflict(recording));
-    EXPECT_TRUE(recording.IsConflict(Slot(REMINDER_RESERVE_VIEWING, 1899, 60, 2)));
-
-    // The recording begins inside the reminder's slot: a reminder needs only its start.
-    const CRemindInfo early = Slot(REMINDER_RESERVE_VIEWING, 500, 1800, 3);
-    EXPECT_FALSE(early.IsConflict(recording));
-    EXPECT_FALSE(recording.IsConflict(early));
-
-    // Two recordings: half-open overlap of the padded intervals.
-    EXPECT_FALSE(Slot(REMINDER_RESERVE_RECORDING, 280, 600, 4).IsConflict(recording));
-    EXPECT_TRUE(Slot(REMINDER_RESERVE_RECORDING, 281, 600, 4).IsConflict(recording));
-    // The same broadcast never conflicts with itself.
-    EXPECT_FALSE(recording.IsConflict(recording));
+    // A recording padded to [880, 1900). A reminder needs only its start; two recordings
+    // conflict by half-open overlap of the padded intervals.
+    constexpr EReserveType kView = REMINDER_RESERVE_VIEWING, kRecord = REMINDER_RESERVE_RECORDING;
+    const CRemindInfo recording = Slot(kRecord, 1000, 600, 1, 120, 300);
+    const struct {
+        EReserveType type;
+        uint32_t start, duration;
+        bool otherFirst, conflict;
+    } rows[] = {
+        {kView, 880, 60, false, true},    {kView, 1900, 60, false, false},
+        {kView, 1899, 60, true, true},    {kView, 500, 1800, false, false},  // begins inside
+        {kView, 500, 1800, true, false},  {kRecord, 280, 600, false, false},
+        {kRecord, 281, 600, false, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.start) + (row.otherFirst ? " asked of the recording" : ""));
+        const CRemindInfo other = Slot(row.type, row.start, row.duration, 2);
+        EXPECT_EQ(row.otherFirst ? recording.IsConflict(other) : other.IsConflict(recording),
+                  row.conflict);
+    }
+    EXPECT_FALSE(recording.IsConflict(recording));  // the same broadcast never conflicts
 }
 
-TEST_F(RemindInfoTest, SeriesSplitAndCrids) {
+TEST_F(RemindInfoTest, SeriesSplitCridsAndProgramMonitorIdentity) {
     CRemindInfo r;
     r.m_sProgramCrid = "/Show/Ep1#2";
     r.m_sSeriesCrid = "/Show/ALL";
@@ -286,31 +241,28 @@ TEST_F(RemindInfoTest, SeriesSplitAndCrids) {
     EXPECT_EQ(r.SeriesCrid(), "/show/all");
     EXPECT_TRUE(r.IsPartOfASeries());
 
-    // Country 5 goes by the series id alone.
-    UseCountry(5);
-    EXPECT_FALSE(r.IsPartOfASeries());
-    r.m_nSeriesId = 65534;
-    r.m_sSeriesCrid.clear();
-    EXPECT_TRUE(r.IsPartOfASeries());
-}
-
-TEST_F(RemindInfoTest, ProgramMonitorIdentity) {
-    CRemindInfo r;
     r.Set(Programme(1420070400, 1800), REMINDER_RESERVE_RECORDING_MONITORED);
     TCProgramMonitorId id;
     id.m_program_crid = "caller's";
     r.GetProgramMonitorId(id);
     EXPECT_EQ(id.m_program_crid, "caller's") << "CRID only for countries 23 and 37";
     EXPECT_TRUE(r.MatchProgramMonitorId(id));
-
     UseCountry(37);
     r.GetProgramMonitorId(id);
     EXPECT_EQ(id.m_program_crid, "/Abc#1");
     id.m_program_crid = "/abc#1";
     EXPECT_FALSE(r.MatchProgramMonitorId(id)) << "case matters here";
+
+    // Country 5 goes by the series id alone.
+    UseCountry(5);
+    r.m_sSeriesCrid = "/Show/ALL";
+    EXPECT_FALSE(r.IsPartOfASeries());
+    r.m_nSeriesId = 65534;
+    r.m_sSeriesCrid.clear();
+    EXPECT_TRUE(r.IsPartOfASeries());
 }
 
-TEST_F(RemindInfoTest, ChannelKeysAndLookups) {
+TEST_F(RemindInfoTest, ChannelKeysLookupsAndTextForm) {
     CRemindInfo r;
     r.Set(kSeven);
     // A digital channel is found again by its stream coordinates, an analogue one by its
@@ -318,34 +270,25 @@ TEST_F(RemindInfoTest, ChannelKeysAndLookups) {
     TCServiceData digital;
     r.CopyUniqueKeyInto(digital);
     EXPECT_EQ(digital.Attributes().size(), 4u);
+    EXPECT_TRUE(r.IsScrambledInPMT());
+    EXPECT_EQ(r.GetChannelName(), "Sieben Ü");
     r.m_nChannelType = 1;
     r.m_frequency = 55250.9f;
     TCServiceData analogue;
     r.CopyUniqueKeyInto(analogue);
     ASSERT_EQ(analogue.Attributes().size(), 2u);
     EXPECT_EQ(analogue.Attributes().at(SERVICE_ATTR_FREQUENCY), 55250);
-
-    EXPECT_TRUE(r.IsScrambledInPMT());
-    EXPECT_EQ(r.GetChannelName(), "Sieben Ü");
     r.Set(kAnalogue);
     EXPECT_FALSE(r.IsScrambledInPMT());
-}
 
-TEST_F(RemindInfoTest, TextForm) {
-    CRemindInfo r;
-    r.m_nUid = 3;
-    r.m_nServiceId = 12884901889ULL;
-    r.m_nEventId = 17;
-    r.m_sProgramCrid = "/abc";
-    r.m_nEventTime = 1420070400;
-    r.m_nDuration = 1800;
-    r.m_sTitle = "News";
-    r.m_nMajor = 1;
-    EXPECT_EQ(r.ToString(),
+    CRemindInfo t = Slot(REMINDER_RESERVE_VIEWING, 1420070400, 1800, 17);
+    t.m_nUid = 3, t.m_nServiceId = 12884901889ULL, t.m_nMajor = 1;
+    t.m_sProgramCrid = "/abc", t.m_sTitle = "News";
+    EXPECT_EQ(t.ToString(),
               "program reminder [Uid=3, ServiceId=12884901889, EventId=17, ProgramCrid='/abc', "
               "SeriesCrid='', EventTime=1420070400, Duration=1800, Title=News, Major=1]");
-    r.m_nReserveType = REMINDER_RESERVE_SERIES;
-    EXPECT_EQ(r.ToString().rfind("series reminder [Uid=3, ", 0), 0u);
+    t.m_nReserveType = REMINDER_RESERVE_SERIES;
+    EXPECT_EQ(t.ToString().rfind("series reminder [Uid=3, ", 0), 0u);
 }
 
 }  // namespace

@@ -7,87 +7,66 @@
 #include <json/json.h>
 #include <sqlite3.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "TestSupport.h"
 
 namespace {
 
-using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
+using testsupport::ColumnText;
+using testsupport::Statement;
 
 // --- The JSON path, as the store ran it before ------------------------------------------------
 
-enum class EKind { UInt64, Int, UInt, Double, Bool, Text, JsonText };
-struct SColumn {
-    int nIndex;
-    const char* sKey;
-    EKind eKind;
-};
-const SColumn kColumns[] = {
-    {2, "m_nServiceId", EKind::UInt64},
-    {3, "m_nServiceProfile", EKind::Int},
-    {4, "m_nChannelType", EKind::UInt},
-    {5, "m_nMajor", EKind::UInt},
-    {6, "m_nMinor", EKind::UInt},
-    {7, "m_nPTC", EKind::UInt},
-    {8, "m_nProgramNumber", EKind::UInt},
-    {9, "m_nTransportStreamId", EKind::UInt},
-    {10, "m_nTimeMargin", EKind::UInt},
-    {11, "m_nDevice", EKind::UInt},
-    {12, "m_nEventId", EKind::UInt},
-    {13, "m_nErrno", EKind::UInt},
-    {14, "m_nSeriesId", EKind::UInt},
-    {15, "m_nExpiredDate", EKind::UInt},
-    {16, "m_nBookingOrder", EKind::UInt},
-    {17, "m_nUTCStartTime", EKind::UInt},
-    {18, "m_nEventTime", EKind::UInt},
-    {19, "m_nStartMarginTime", EKind::UInt},
-    {20, "m_nEndMarginTime", EKind::UInt},
-    {21, "m_nRCTExpiryTime", EKind::UInt},
-    {22, "m_nAddedTime", EKind::UInt},
-    {23, "m_nActivationTime", EKind::UInt},
-    {24, "m_nExpiryTime", EKind::UInt},
-    {25, "m_nPublishedDuration", EKind::UInt},
-    {26, "m_cManualRepeat", EKind::UInt},
-    {27, "m_cContentVersion", EKind::UInt},
-    {28, "m_cGenre", EKind::UInt},
-    {29, "m_nUTCDuration", EKind::UInt},
-    {30, "m_nDuration", EKind::UInt},
-    {31, "m_frequency", EKind::Double},
-    {32, "m_nEpisodeNumber", EKind::Int},
-    {33, "m_nLastEpisodeNumber", EKind::Int},
-    {34, "m_bIsHD", EKind::Bool},
-    {35, "m_bRemoteChannel", EKind::Bool},
-    {36, "m_bAlarmed", EKind::Bool},
-    {37, "m_bRecordingSpaceAlarmed", EKind::Bool},
-    {38, "m_bRecording", EKind::Bool},
-    {39, "m_bUnresolvedConflict", EKind::Bool},
-    {40, "m_bRecommended", EKind::Bool},
-    {41, "m_bRecordListBooking", EKind::Bool},
-    {42, "m_cRepeatLabel", EKind::Int},
-    {43, "m_nSource", EKind::Int},
-    {44, "m_nManual", EKind::Int},
-    {45, "m_nReserveType", EKind::Int},
-    {46, "m_nRepeatType", EKind::Int},
-    {47, "m_sTitle", EKind::Text},
-    {48, "m_sChannelName", EKind::Text},
-    {49, "m_sProgramCrid", EKind::Text},
-    {50, "m_sSeriesCrid", EKind::Text},
-    {51, "m_sGroupCrid", EKind::Text},
-    {52, "m_sSynopsis", EKind::Text},
-    {53, "m_sGuidance", EKind::Text},
-    {54, "m_sPrivateData", EKind::Text},
-    {55, "m_vCompList", EKind::JsonText},
-    {56, "m_extProgramId", EKind::JsonText},
-    {57, "m_nStreamType", EKind::Int},
-};
+enum class K { UInt64, Int, UInt, Double, Bool, Text, JsonText };
+// The record's members in the order of the Items columns from column 2 (ServiceId) on, in runs
+// of one kind.
+const std::pair<K, const char*> kRuns[] = {
+    {K::UInt64, "m_nServiceId"},
+    {K::Int, "m_nServiceProfile"},
+    {K::UInt,
+     "m_nChannelType m_nMajor m_nMinor m_nPTC m_nProgramNumber m_nTransportStreamId "
+     "m_nTimeMargin m_nDevice m_nEventId m_nErrno m_nSeriesId m_nExpiredDate "
+     "m_nBookingOrder m_nUTCStartTime m_nEventTime m_nStartMarginTime m_nEndMarginTime "
+     "m_nRCTExpiryTime m_nAddedTime m_nActivationTime m_nExpiryTime "
+     "m_nPublishedDuration m_cManualRepeat m_cContentVersion m_cGenre m_nUTCDuration "
+     "m_nDuration"},
+    {K::Double, "m_frequency"},
+    {K::Int, "m_nEpisodeNumber m_nLastEpisodeNumber"},
+    {K::Bool,
+     "m_bIsHD m_bRemoteChannel m_bAlarmed m_bRecordingSpaceAlarmed m_bRecording "
+     "m_bUnresolvedConflict m_bRecommended m_bRecordListBooking"},
+    {K::Int, "m_cRepeatLabel m_nSource m_nManual m_nReserveType m_nRepeatType"},
+    {K::Text,
+     "m_sTitle m_sChannelName m_sProgramCrid m_sSeriesCrid m_sGroupCrid m_sSynopsis "
+     "m_sGuidance m_sPrivateData"},
+    {K::JsonText, "m_vCompList m_extProgramId"},
+    {K::Int, "m_nStreamType"}};
 
-void JsonBindText(sqlite3_stmt* s, int parameter, const std::string& text) {
+struct SColumn {
+    std::string sKey;
+    K eKind;
+};
+const std::vector<SColumn>& Columns() {
+    static const std::vector<SColumn> columns = [] {
+        std::vector<SColumn> all;
+        for (const auto& [kind, keys] : kRuns) {
+            std::istringstream words(keys);
+            for (std::string key; words >> key;) all.push_back({key, kind});
+        }
+        return all;
+    }();
+    return columns;
+}
+constexpr int kFirstColumn = 2;
+
+void BindText(sqlite3_stmt* s, int parameter, const std::string& text) {
     sqlite3_bind_text(s, parameter, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
 }
 
@@ -95,72 +74,48 @@ void JsonBind(sqlite3_stmt* s, const CRemindInfo& item) {
     Json::Value root;
     if (!Json::Reader().parse(item.Serialize(), root, true)) return;
     sqlite3_bind_int(s, 2, static_cast<int>(item.m_nEventTime - item.m_nStartMarginTime));
-    for (const SColumn& c : kColumns) {
+    int p = kFirstColumn + 1;
+    for (const SColumn& c : Columns()) {
         const Json::Value& v = root[c.sKey];
-        const int p = c.nIndex + 1;
-        switch (c.eKind) {
-            case EKind::UInt64:
-                sqlite3_bind_int64(s, p, static_cast<sqlite3_int64>(v.asUInt64()));
-                break;
-            case EKind::Int:
-                sqlite3_bind_int(s, p, v.asInt());
-                break;
-            case EKind::UInt:
-                sqlite3_bind_int(s, p, static_cast<int>(v.asUInt()));
-                break;
-            case EKind::Double:
-                sqlite3_bind_double(s, p, v.asDouble());
-                break;
-            case EKind::Bool:
-                sqlite3_bind_int(s, p, v.asBool() ? 1 : 0);
-                break;
-            case EKind::Text:
-                JsonBindText(s, p, v.asString());
-                break;
-            case EKind::JsonText:
-                JsonBindText(s, p, Json::FastWriter().write(v));
-                break;
+        if (c.eKind == K::Double) {
+            sqlite3_bind_double(s, p, v.asDouble());
+        } else if (c.eKind == K::Text) {
+            BindText(s, p, v.asString());
+        } else if (c.eKind == K::JsonText) {
+            BindText(s, p, Json::FastWriter().write(v));
+        } else {
+            const sqlite3_int64 n = c.eKind == K::UInt64 ? static_cast<sqlite3_int64>(v.asUInt64())
+                                    : c.eKind == K::UInt ? static_cast<int>(v.asUInt())
+                                    : c.eKind == K::Bool ? (v.asBool() ? 1 : 0)
+                                                         : v.asInt();
+            sqlite3_bind_int64(s, p, n);
         }
+        ++p;
     }
 }
 
-std::string ColumnText(sqlite3_stmt* s, int column) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(s, column));
-    if (text == nullptr) return std::string();
-    return std::string(text, static_cast<size_t>(sqlite3_column_bytes(s, column)));
+Json::Value JsonCell(sqlite3_stmt* s, K kind, int i) {
+    if (kind == K::UInt64) return static_cast<Json::UInt64>(sqlite3_column_int64(s, i));
+    if (kind == K::UInt) return static_cast<Json::UInt>(sqlite3_column_int(s, i));
+    if (kind == K::Int || kind == K::Bool) return sqlite3_column_int(s, i);
+    if (kind == K::Double) return sqlite3_column_double(s, i);
+    if (kind == K::Text) return ColumnText(s, i);
+    Json::Value parsed;
+    Json::Reader().parse(ColumnText(s, i), parsed, true);
+    return parsed;
 }
 
 CRemindInfo JsonExtract(sqlite3_stmt* s) {
     Json::Value root;
     try {
         root["m_nUid"] = static_cast<Json::UInt>(sqlite3_column_int(s, 0));
-        for (const SColumn& c : kColumns) {
-            const int i = c.nIndex;
-            switch (c.eKind) {
-                case EKind::UInt64:
-                    root[c.sKey] = static_cast<Json::UInt64>(sqlite3_column_int64(s, i));
-                    break;
-                case EKind::UInt:
-                    root[c.sKey] = static_cast<Json::UInt>(sqlite3_column_int(s, i));
-                    break;
-                case EKind::Int:
-                case EKind::Bool:
-                    root[c.sKey] = sqlite3_column_int(s, i);
-                    break;
-                case EKind::Double:
-                    root[c.sKey] = sqlite3_column_double(s, i);
-                    break;
-                case EKind::Text:
-                    root[c.sKey] = ColumnText(s, i);
-                    break;
-                case EKind::JsonText:
-                    if (sqlite3_column_text(s, i) != nullptr) {
-                        Json::Value parsed;
-                        Json::Reader().parse(ColumnText(s, i), parsed, true);
-                        root[c.sKey] = std::move(parsed);
-                    }
-                    break;
+        int i = kFirstColumn;
+        for (const SColumn& c : Columns()) {
+            // A NULL JSON column leaves its member absent.
+            if (c.eKind != K::JsonText || sqlite3_column_text(s, i) != nullptr) {
+                root[c.sKey] = JsonCell(s, c.eKind, i);
             }
+            ++i;
         }
     } catch (const std::exception&) {
     }
@@ -171,96 +126,80 @@ CRemindInfo JsonExtract(sqlite3_stmt* s) {
 
 // --- Helpers ------------------------------------------------------------------------------------
 
-class RawDb {
-public:
-    RawDb() {
-        CDBControl::GetInstance();  // the store creates the file and the table
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(CDBControl::DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-        m_db.reset(db);
-    }
-    bool Exec(const std::string& sql) {
-        return sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-    Statement Prepare(const std::string& sql) {
-        sqlite3_stmt* raw = nullptr;
-        sqlite3_prepare_v2(m_db.get(), sql.c_str(), -1, &raw, nullptr);
-        return Statement(raw, &sqlite3_finalize);
-    }
-    // Every column of every row of `table`, by UID, as "type:value" strings.
-    std::vector<std::vector<std::string>> Cells(const std::string& table) {
-        std::vector<std::vector<std::string>> rows;
-        Statement s = Prepare("SELECT * FROM " + table + " ORDER BY UID");
-        while (sqlite3_step(s.get()) == SQLITE_ROW) {
-            std::vector<std::string> row;
-            for (int c = 1; c < sqlite3_column_count(s.get()); ++c) {
-                const int type = sqlite3_column_type(s.get(), c);
-                std::string cell = std::to_string(type) + ":";
-                if (type == SQLITE_FLOAT) {
-                    char buffer[64];
-                    std::snprintf(buffer, sizeof buffer, "%.17g",
-                                  sqlite3_column_double(s.get(), c));
-                    cell += buffer;
-                } else {
-                    cell += ColumnText(s.get(), c);
-                }
-                row.push_back(cell);
-            }
-            rows.push_back(row);
+// Every column but the UID of every row of `table`, by UID, as "type:value" strings.
+std::vector<std::vector<std::string>> Cells(testsupport::CRawDb& db, const std::string& table) {
+    std::vector<std::vector<std::string>> rows;
+    Statement s = db.Prepare("SELECT * FROM " + table + " ORDER BY UID");
+    while (sqlite3_step(s.get()) == SQLITE_ROW) {
+        rows.emplace_back();
+        for (int c = 1; c < sqlite3_column_count(s.get()); ++c) {
+            const int type = sqlite3_column_type(s.get(), c);
+            char real[64];
+            std::snprintf(real, sizeof real, "%.17g", sqlite3_column_double(s.get(), c));
+            rows.back().push_back(std::to_string(type) + ":" +
+                                  (type == SQLITE_FLOAT ? real : ColumnText(s.get(), c)));
         }
-        return rows;
     }
+    return rows;
+}
 
-private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
-};
+std::vector<std::string*> TextFields(CRemindInfo& r) {
+    return {&r.m_sTitle,     &r.m_sChannelName, &r.m_sProgramCrid, &r.m_sSeriesCrid,
+            &r.m_sGroupCrid, &r.m_sSynopsis,    &r.m_sGuidance,    &r.m_sPrivateData};
+}
 
-// Records with every field at its extremes, and ordinary ones.
+// A default record, one with every field at its highest, one at its lowest, and one whose
+// fields all differ from each other, so that two columns swapped on the way show.
 std::vector<CRemindInfo> ExtremeRecords() {
+    using I32 = std::numeric_limits<int32_t>;
     std::vector<CRemindInfo> records(4);
-    CRemindInfo& high = records[1];
-    CRemindInfo& low = records[2];
-    CRemindInfo& mixed = records[3];
-    for (CRemindInfo* r : {&high, &low}) {
-        const bool h = r == &high;
-        r->m_nServiceId = h ? std::numeric_limits<unsigned long long>::max() : 0;
-        r->m_nServiceProfile =
-            h ? std::numeric_limits<int32_t>::max() : std::numeric_limits<int32_t>::min();
+    for (int m = 1; m < 4; ++m) {
+        CRemindInfo* r = &records[m];
+        const bool h = m == 1, distinct = m == 3;
+        uint16_t n16 = 10;
+        uint32_t n32 = 0xFFFFFFF0u;  // EventTime below StartMarginTime: StartTime is negative
+        uint8_t n8 = 250;
+        int32_t n = -7;
+        r->m_nServiceId = distinct ? 0xF000000000000001ULL : h ? ~0ULL : 0;
         for (uint16_t* f :
              {&r->m_nChannelType, &r->m_nMajor, &r->m_nMinor, &r->m_nPTC, &r->m_nProgramNumber,
               &r->m_nTransportStreamId, &r->m_nTimeMargin, &r->m_nDevice, &r->m_nEventId,
               &r->m_nErrno, &r->m_nSeriesId, &r->m_nExpiredDate}) {
-            *f = h ? 0xFFFF : 0;
+            *f = distinct ? n16++ : h ? 0xFFFF : 0;
         }
         for (uint32_t* f :
              {&r->m_nBookingOrder, &r->m_nUTCStartTime, &r->m_nEventTime, &r->m_nStartMarginTime,
               &r->m_nEndMarginTime, &r->m_nRCTExpiryTime, &r->m_nAddedTime, &r->m_nActivationTime,
               &r->m_nExpiryTime, &r->m_nPublishedDuration, &r->m_nUTCDuration, &r->m_nDuration}) {
-            *f = h ? 0xFFFFFFFFu : 0;
+            *f = distinct ? n32++ : h ? 0xFFFFFFFFu : 0;
         }
         for (uint8_t* f :
              {&r->m_cManualRepeat, &r->m_cContentVersion, &r->m_cGenre, &r->m_cRepeatLabel}) {
-            *f = h ? 0xFF : 0;
+            *f = distinct ? n8++ : h ? 0xFF : 0;
         }
-        for (int32_t* f : {&r->m_nSource, &r->m_nManual, &r->m_nStreamType}) {
-            *f = h ? std::numeric_limits<int32_t>::max() : std::numeric_limits<int32_t>::min();
+        for (int32_t* f :
+             {&r->m_nServiceProfile, &r->m_nSource, &r->m_nManual, &r->m_nStreamType}) {
+            *f = distinct ? n++ : h ? I32::max() : I32::min();
         }
-        r->m_nEpisodeNumber = h ? 32767 : -32768;
-        r->m_nLastEpisodeNumber = h ? -1 : 0;
-        r->m_frequency = h ? std::numeric_limits<float>::max() : -std::numeric_limits<float>::min();
-        r->m_nReserveType = static_cast<EReserveType>(h ? 255 : -1);
-        r->m_nRepeatType = static_cast<EReminderRepeatType>(h ? 1000 : -3);
+        r->m_nEpisodeNumber = distinct ? -1 : h ? 32767 : -32768;
+        r->m_nLastEpisodeNumber = distinct ? 12 : h ? -1 : 0;
+        r->m_frequency = distinct ? 474.1f
+                         : h      ? std::numeric_limits<float>::max()
+                                  : -std::numeric_limits<float>::min();
+        r->m_nReserveType = static_cast<EReserveType>(distinct ? 2 : h ? 255 : -1);
+        r->m_nRepeatType = static_cast<EReminderRepeatType>(distinct ? 4 : h ? 1000 : -3);
+        bool flag = true;
         for (bool* f : {&r->m_bIsHD, &r->m_bRemoteChannel, &r->m_bAlarmed,
                         &r->m_bRecordingSpaceAlarmed, &r->m_bRecording, &r->m_bUnresolvedConflict,
                         &r->m_bRecommended, &r->m_bRecordListBooking}) {
-            *f = h;
+            *f = distinct ? (flag = !flag) : h;
         }
         r->m_vCompList = {{static_cast<uint16_t>(h ? 0xFFFF : 0),
                            static_cast<uint8_t>(h ? 0xFF : 0), h ? 0xFFFFFFFFu : 0}};
-        r->m_extProgramId = {
-            h ? 0xFFFFFFFFu : 0, h ? 0xFFFFFFFFu : 0, static_cast<uint8_t>(h ? 0xFF : 0),
-            h ? std::numeric_limits<int32_t>::max() : std::numeric_limits<int32_t>::min()};
+        r->m_extProgramId = {h ? 0xFFFFFFFFu : 0, h ? 0xFFFFFFFFu : 0,
+                             static_cast<uint8_t>(h ? 0xFF : 0), h ? I32::max() : I32::min()};
     }
+    records[1].m_sTitle = std::string(100000, 'x');
     // Text that JSON has to escape, valid UTF-8 of every length, SQL and JSON fragments.
     const char* texts[] = {"",
                            "it's \"quoted\" \\ back/slash",
@@ -268,20 +207,30 @@ std::vector<CRemindInfo> ExtremeRecords() {
                            "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xBA",
                            "'); DROP TABLE Items; --",
                            "{\"m_nUid\":1}",
-                           "a"};
+                           "a",
+                           "text 7 \xC3\xA9"};
+    CRemindInfo& mixed = records[3];
     int k = 0;
-    for (std::string* f :
-         {&mixed.m_sTitle, &mixed.m_sChannelName, &mixed.m_sProgramCrid, &mixed.m_sSeriesCrid,
-          &mixed.m_sGroupCrid, &mixed.m_sSynopsis, &mixed.m_sGuidance, &mixed.m_sPrivateData}) {
-        *f = texts[k++ % 7];
-    }
-    high.m_sTitle = std::string(100000, 'x');
-    mixed.m_frequency = 474.1f;
-    mixed.m_vCompList = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
-    mixed.m_extProgramId.nEITTableId = -2;
-    mixed.m_nEventTime = 100;
-    mixed.m_nStartMarginTime = 200;  // a start before the epoch: StartTime is negative
+    for (std::string* f : TextFields(mixed)) *f = texts[k++];
+    mixed.m_vCompList = {{0x0203, 1, 0x656E67}, {4, 5, 6}, {0x0501, 2, 0x646575}};
+    mixed.m_extProgramId = {1700000000, 1800, 3, -2};
     return records;
+}
+
+std::vector<CRemindInfo> StoredByUid() {
+    std::vector<CRemindInfo> rows;
+    CDBCriteria byUid;
+    byUid.OrderBy(CDBCriteria::CRITERIA_UID);
+    CDBControl::GetInstance()->FindItem(byUid, rows);
+    return rows;
+}
+
+// Every column name of Items but the UID, comma-separated.
+std::string ColumnList() {
+    const std::vector<std::string>& names = CDBCriteria().m_vColumnNames;
+    std::string columns;
+    for (size_t i = 1; i < names.size(); ++i) columns += (i > 1 ? ", " : "") + names[i];
+    return columns;
 }
 
 class StoreCodecTest : public ::testing::Test {
@@ -298,51 +247,40 @@ protected:
     }
     void TearDown() override { raw.Exec("DROP TABLE IF EXISTS Mirror"); }
 
-    // The store's INSERT, into the mirror table.
-    std::string MirrorInsert() {
-        const std::vector<std::string>& names = CDBCriteria().m_vColumnNames;
-        std::string columns;
-        std::string values;
-        for (size_t i = 1; i < names.size(); ++i) {
-            columns += (i > 1 ? ", " : "") + names[i];
-            values += (i > 1 ? ", ?" : "?") + std::to_string(i + 1);
-        }
-        return "INSERT INTO Mirror (" + columns + ") VALUES (" + values + ")";
-    }
-
     // Every row of Items read through the store, and through the JSON path.
     void ExpectBothReadsAgree() {
-        std::vector<CRemindInfo> direct;
-        CDBCriteria byUid;
-        byUid.OrderBy(CDBCriteria::CRITERIA_UID);
-        CDBControl::GetInstance()->FindItem(byUid, direct);
+        const std::vector<CRemindInfo> direct = StoredByUid();
         Statement s = raw.Prepare("SELECT * FROM Items ORDER BY UID");
         size_t i = 0;
-        while (sqlite3_step(s.get()) == SQLITE_ROW) {
+        for (; sqlite3_step(s.get()) == SQLITE_ROW; ++i) {
             ASSERT_LT(i, direct.size());
             const CRemindInfo viaJson = JsonExtract(s.get());
             EXPECT_EQ(direct[i].Serialize(), viaJson.Serialize()) << "row " << i;
-            EXPECT_EQ(direct[i].m_nUid, viaJson.m_nUid);
-            ++i;
         }
         EXPECT_EQ(i, direct.size());
     }
 
-    RawDb raw;
+    testsupport::CRawDb raw;
 };
 
 TEST_F(StoreCodecTest, RecordsBindTheColumnValuesOfTheJsonPath) {
-    Statement insert = raw.Prepare(MirrorInsert());
+    const size_t columns = CDBCriteria().m_vColumnNames.size();
+    ASSERT_EQ(Columns().size() + kFirstColumn, columns);
+    std::string values;
+    for (size_t i = 2; i <= columns; ++i) values += (i > 2 ? ", ?" : "?") + std::to_string(i);
+    Statement insert =
+        raw.Prepare("INSERT INTO Mirror (" + ColumnList() + ") VALUES (" + values + ")");
     ASSERT_NE(insert.get(), nullptr);
-    for (CRemindInfo record : ExtremeRecords()) {
+    const std::vector<CRemindInfo> written = ExtremeRecords();
+    for (CRemindInfo record : written) {
         ASSERT_TRUE(CDBControl::GetInstance()->AddItem(record));
         sqlite3_reset(insert.get());
         sqlite3_clear_bindings(insert.get());
         JsonBind(insert.get(), record);
         ASSERT_EQ(sqlite3_step(insert.get()), SQLITE_DONE);
     }
-    const auto direct = raw.Cells("Items");
-    const auto viaJson = raw.Cells("Mirror");
+    const auto direct = Cells(raw, "Items");
+    const auto viaJson = Cells(raw, "Mirror");
     ASSERT_EQ(direct.size(), viaJson.size());
     for (size_t r = 0; r < direct.size(); ++r) {
         for (size_t c = 0; c < direct[r].size(); ++c) {
@@ -352,11 +290,7 @@ TEST_F(StoreCodecTest, RecordsBindTheColumnValuesOfTheJsonPath) {
     ExpectBothReadsAgree();
     // And a record comes back exactly as it was written (the engine relies on it to keep its
     // snapshot without reading rows back).
-    std::vector<CRemindInfo> rows;
-    CDBCriteria byUid;
-    byUid.OrderBy(CDBCriteria::CRITERIA_UID);
-    CDBControl::GetInstance()->FindItem(byUid, rows);
-    const std::vector<CRemindInfo> written = ExtremeRecords();
+    const std::vector<CRemindInfo> rows = StoredByUid();
     ASSERT_EQ(rows.size(), written.size());
     for (size_t i = 0; i < rows.size(); ++i) {
         CRemindInfo expected = written[i];
@@ -370,7 +304,9 @@ TEST_F(StoreCodecTest, DamagedRowsReadBackAsTheJsonPathReadThem) {
     ASSERT_TRUE(CDBControl::GetInstance()->AddItem(stored));
     // Each damage applied to a copy of a good row: text, reals and out-of-range integers in
     // integer columns, NULLs, and JSON columns that are broken or of the wrong shape.
-    const char* damages[] = {
+    const std::string component = R"(ComponentList = '[{"cComponentTag":)";
+    const std::string ext = R"(ExtProgramId = '[{"cEITNumber":)";
+    const std::string damages[] = {
         "ServiceId = 'abc', ServiceProfile = '12abc', Major = ' 7', Minor = '-5', PTC = 3.9",
         "ChannelType = 70000, EventTime = 5000000000, Errno = -1, ManualRepeat = 300",
         "EpisodeNumber = 40000, RepeatLabel = -2, IsHD = 7, Alarmed = 'yes', Recording = 0.5",
@@ -379,50 +315,31 @@ TEST_F(StoreCodecTest, DamagedRowsReadBackAsTheJsonPathReadThem) {
         "ComponentList = NULL, ExtProgramId = NULL, StreamType = NULL",
         "ComponentList = '[]', ExtProgramId = '[]'",
         "ComponentList = 'garbage', ExtProgramId = '{}'",
-        "ComponentList = '[{\"nLanguage\":1}', ExtProgramId = '[5]'",
+        R"(ComponentList = '[{"nLanguage":1}', ExtProgramId = '[5]')",
         "ComponentList = '[1, 2]', StreamType = 9",
-        "ComponentList = '{\"a\":{\"cComponentTag\":1},\"b\":{\"nLanguage\":2}}'",
-        "ComponentList = '[{\"nLanguage\":-1},{\"nLanguage\":2}]'",
-        "ComponentList = '[{\"cComponentTag\":300,\"nLanguage\":1e3}]'",
-        "ComponentList = '\"text\"', ExtProgramId = '[{\"nUTCStartTime\":-1,\"cEITNumber\":2}]'",
-        "ExtProgramId = '[{\"cEITNumber\":1,\"nEITTableId\":-7,\"nUTCDuration\":2,"
-        "\"nUTCStartTime\":3}]'",
-        "ExtProgramId = '[{\"cEITNumber\":1, \"nEITTableId\":-7,\"nUTCDuration\":2,"
-        "\"nUTCStartTime\":3}]\n'",
-        "ExtProgramId = '[{\"cEITNumber\":256,\"nEITTableId\":0,\"nUTCDuration\":2,"
-        "\"nUTCStartTime\":3}]\n'",
-        "ExtProgramId = '[{\"cEITNumber\":1,\"nEITTableId\":0,\"nUTCDuration\":-2,"
-        "\"nUTCStartTime\":3}]\n'",
-        "ExtProgramId = '[{\"nUTCStartTime\":1}, 7]', ComponentList = 'null'",
-        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":2,"
-        "\"nStreamContentComponentType\":70000}]\n'",
-        "ComponentList = '[{\"cComponentTag\":01,\"nLanguage\":2,"
-        "\"nStreamContentComponentType\":3}]\n'",
-        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":4294967296,"
-        "\"nStreamContentComponentType\":3}]\n'",
-        "ComponentList = '[{\"cComponentTag\":1,\"nLanguage\":2,"
-        "\"nStreamContentComponentType\":3},]\n'",
-        "ComponentList = '[{\"cComponentTag\":255,\"nLanguage\":4294967295,"
-        "\"nStreamContentComponentType\":65535},{\"cComponentTag\":0,\"nLanguage\":0,"
-        "\"nStreamContentComponentType\":0}]\n', ExtProgramId = 'null'",
+        R"(ComponentList = '{"a":{"cComponentTag":1},"b":{"nLanguage":2}}')",
+        R"(ComponentList = '[{"nLanguage":-1},{"nLanguage":2}]')",
+        component + R"(300,"nLanguage":1e3}]')",
+        R"(ComponentList = '"text"', ExtProgramId = '[{"nUTCStartTime":-1,"cEITNumber":2}]')",
+        ext + R"(1,"nEITTableId":-7,"nUTCDuration":2,"nUTCStartTime":3}]')",
+        ext + "1, \"nEITTableId\":-7,\"nUTCDuration\":2,\"nUTCStartTime\":3}]\n'",
+        ext + "256,\"nEITTableId\":0,\"nUTCDuration\":2,\"nUTCStartTime\":3}]\n'",
+        ext + "1,\"nEITTableId\":0,\"nUTCDuration\":-2,\"nUTCStartTime\":3}]\n'",
+        R"(ExtProgramId = '[{"nUTCStartTime":1}, 7]', ComponentList = 'null')",
+        component + "1,\"nLanguage\":2,\"nStreamContentComponentType\":70000}]\n'",
+        component + "01,\"nLanguage\":2,\"nStreamContentComponentType\":3}]\n'",
+        component + "1,\"nLanguage\":4294967296,\"nStreamContentComponentType\":3}]\n'",
+        component + "1,\"nLanguage\":2,\"nStreamContentComponentType\":3},]\n'",
+        component +
+            "255,\"nLanguage\":4294967295,\"nStreamContentComponentType\":65535},"
+            "{\"cComponentTag\":0,\"nLanguage\":0,\"nStreamContentComponentType\":0}]\n'"
+            ", ExtProgramId = 'null'",
     };
-    for (const char* damage : damages) {
-        ASSERT_TRUE(
-            raw.Exec("INSERT INTO Items SELECT NULL, StartTime, ServiceId, "
-                     "ServiceProfile, ChannelType, Major, Minor, PTC, ProgramNumber, "
-                     "TransportStreamId, TimeMargin, Device, EventId, Errno, SeriesId, "
-                     "ExpiredDate, BookingOrder, UTCStartTime, EventTime, "
-                     "StartMarginTime, EndMarginTime, RCTExpiryTime, AddedTime, "
-                     "ActivationTime, ExpiryTime, PublishedDuration, ManualRepeat, "
-                     "ContentVersion, Genre, UTCDuration, Duration, Frequency, "
-                     "EpisodeNumber, LastEpisodeNumber, IsHD, RemoteChannel, Alarmed, "
-                     "RecordingSpaceAlarmed, Recording, UnresolvedConflict, Recommended, "
-                     "RecordListBooking, RepeatLabel, Source, CreationType, ReserveType, "
-                     "RepeatType, Title, ChannelName, ProgramCrid, SeriesCrid, GroupCrid, "
-                     "Synopsis, Guidance, PrivateData, ComponentList, ExtProgramId, "
-                     "StreamType FROM Items WHERE UID = 1"));
-        ASSERT_TRUE(raw.Exec(std::string("UPDATE Items SET ") + damage +
-                             " WHERE UID = last_insert_rowid()"))
+    const std::string copy =
+        "INSERT INTO Items SELECT NULL, " + ColumnList() + " FROM Items WHERE UID = 1";
+    for (const std::string& damage : damages) {
+        ASSERT_TRUE(raw.Exec(copy));
+        ASSERT_TRUE(raw.Exec("UPDATE Items SET " + damage + " WHERE UID = last_insert_rowid()"))
             << damage;
     }
     ASSERT_TRUE(raw.Exec("INSERT INTO Items (UID) VALUES (NULL)"));  // every column NULL
@@ -442,31 +359,18 @@ TEST_F(StoreCodecTest, AnyTextBytesAndNonFiniteFrequenciesAreStoredFaithfully) {
     for (size_t i = 0; i < 4; ++i) {
         CRemindInfo r;
         r.m_nEventTime = static_cast<uint32_t>(1000 + i);
-        for (std::string* f :
-             {&r.m_sTitle, &r.m_sChannelName, &r.m_sProgramCrid, &r.m_sSeriesCrid, &r.m_sGroupCrid,
-              &r.m_sSynopsis, &r.m_sGuidance, &r.m_sPrivateData}) {
-            *f = texts[i];
-        }
+        for (std::string* f : TextFields(r)) *f = texts[i];
         r.m_frequency = frequencies[i];
         ASSERT_TRUE(CDBControl::GetInstance()->AddItem(r));
     }
-    std::vector<CRemindInfo> rows;
-    CDBCriteria byUid;
-    byUid.OrderBy(CDBCriteria::CRITERIA_UID);
-    ASSERT_TRUE(CDBControl::GetInstance()->FindItem(byUid, rows));
+    std::vector<CRemindInfo> rows = StoredByUid();
     ASSERT_EQ(rows.size(), 4u);
     for (size_t i = 0; i < 4; ++i) {
-        for (const std::string* f :
-             {&rows[i].m_sTitle, &rows[i].m_sChannelName, &rows[i].m_sProgramCrid,
-              &rows[i].m_sSeriesCrid, &rows[i].m_sGroupCrid, &rows[i].m_sSynopsis,
-              &rows[i].m_sGuidance, &rows[i].m_sPrivateData}) {
-            EXPECT_TRUE(*f == texts[i]) << "row " << i;
-        }
+        for (const std::string* f : TextFields(rows[i])) EXPECT_TRUE(*f == texts[i]) << "row " << i;
         EXPECT_EQ(rows[i].m_nEventTime, 1000 + i);
         EXPECT_EQ(rows[i].m_frequency, i < 3 ? -1.0f : 474.25f);
     }
-    const auto cells = raw.Cells("Items");
-    EXPECT_EQ(cells[0][46], "3:Caf\xE9 cr\xE8me");  // Title, as text, unchanged
+    EXPECT_EQ(Cells(raw, "Items")[0][46], "3:Caf\xE9 cr\xE8me");  // Title, as text, unchanged
 }
 
 }  // namespace

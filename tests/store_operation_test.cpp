@@ -10,12 +10,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "DataControl.h"
+#include "RawDb.h"
 #include "ReminderAPIImp.h"
 #include "TestSupport.h"
 
@@ -35,31 +35,10 @@ CRemindInfo Viewing(uint32_t start, const std::string& title, uint16_t eventId,
     return item;
 }
 
-// A connection of its own to the store's file.
-class RawDb {
-public:
-    RawDb() {
-        CDBControl::GetInstance();
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(CDBControl::DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-        m_db.reset(db);
-    }
-    bool Exec(const std::string& sql) {
-        return sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-
-private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, &sqlite3_close};
-};
-
 std::vector<unsigned long> Uids(const std::vector<CRemindInfo>& list) {
     std::vector<unsigned long> uids;
     for (const CRemindInfo& e : list) uids.push_back(e.m_nUid);
     return uids;
-}
-
-size_t SelectLines() {
-    return testsupport::LogLinesContaining("Select operation success!").size();
 }
 
 class StoreOperationTest : public ::testing::Test {
@@ -69,92 +48,81 @@ protected:
         testsupport::ClearStore();
         tvsim::ClearLogs();
     }
-    // Rows with equal start times and equal titles, stored out of order, so that every order
-    // has ties to break.
-    void StoreTies() {
-        const struct {
-            uint32_t start;
-            const char* title;
-            unsigned long long service;
-        } rows[] = {{kLocalNow + 600, "b", 1002}, {kLocalNow + 60, "a", 1001},
-                    {kLocalNow + 600, "B", 1001}, {kLocalNow + 60, "b", 1002},
-                    {kLocalNow + 600, "", 1001},  {kLocalNow + 120, "ab", 1002}};
-        uint16_t event = 1;
-        for (const auto& row : rows) {
-            CRemindInfo item = Viewing(row.start, row.title, event++, row.service);
-            item.Set(row.service);  // channel numbers from the television
-            ASSERT_TRUE(engine.t_AddRemindItem(item, false));
-        }
+    std::vector<CRemindInfo> List(EOrderByType order = REM_ORDER_BY_START_TIME) {
+        std::vector<CRemindInfo> list;
+        engine.t_GetScheduledList(list, order);
+        return list;
     }
     CReminderAPIImp engine;
+    testsupport::CRawDb raw;
 };
 
 TEST_F(StoreOperationTest, SnapshotIsReadOnceAndOrdersLikeSqlite) {
-    StoreTies();
+    // Rows with equal start times and equal titles, stored out of order, so that every order
+    // has ties to break.
+    const struct {
+        uint32_t start;
+        const char* title;
+        unsigned long long service;
+    } rows[] = {{kLocalNow + 600, "b", 1002}, {kLocalNow + 60, "a", 1001},
+                {kLocalNow + 600, "B", 1001}, {kLocalNow + 60, "b", 1002},
+                {kLocalNow + 600, "", 1001},  {kLocalNow + 120, "ab", 1002}};
+    uint16_t event = 1;
+    for (const auto& row : rows) {
+        CRemindInfo item = Viewing(row.start, row.title, event++, row.service);
+        item.Set(row.service);  // channel numbers from the television
+        ASSERT_TRUE(engine.t_AddRemindItem(item, false));
+    }
     for (EOrderByType order : {REM_ORDER_BY_START_TIME, REM_ORDER_BY_TITLE,
                                REM_ORDER_BY_CHANNEL_NUMBER, static_cast<EOrderByType>(7)}) {
-        std::vector<CRemindInfo> fromSqlite;
+        std::vector<CRemindInfo> fromSqlite, first, second;
         ASSERT_TRUE(engine.t_ReadScheduledList(fromSqlite, order));
         CReminderAPIImp::COperation op(engine, false);
-        std::vector<CRemindInfo> first;
-        std::vector<CRemindInfo> second;
         ASSERT_TRUE(engine.t_ReadScheduledList(first, REM_ORDER_BY_START_TIME));
         tvsim::ClearLogs();
         ASSERT_TRUE(engine.t_ReadScheduledList(second, order));
-        EXPECT_EQ(SelectLines(), 0u) << "served from the snapshot";
+        EXPECT_TRUE(testsupport::LogLinesContaining("Select operation success!").empty())
+            << "served from the snapshot";
         EXPECT_EQ(Uids(second), Uids(fromSqlite)) << "order " << order;
     }
-}
 
-TEST_F(StoreOperationTest, WritesKeepTheSnapshotCurrentAndCommitTogether) {
-    StoreTies();
-    RawDb raw;
-    std::vector<CRemindInfo> before;
-    engine.t_GetScheduledList(before, REM_ORDER_BY_START_TIME);
-    {
-        CReminderAPIImp::COperation op(engine, true);
-        ASSERT_TRUE(op.Ok());
-        std::vector<CRemindInfo> list;
-        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        ASSERT_TRUE(engine.t_AddRemindItem(Viewing(kLocalNow + 300, "new", 40), false));
-        CRemindInfo moved = list[0];
-        moved.SetStartTime(kLocalNow + 900);
-        ASSERT_TRUE(engine.t_UpdateRemindItemByUid(moved.m_nUid, moved));
-        ASSERT_TRUE(engine.t_DeleteRemindItemByUid(list[1].m_nUid));
-        // The operation holds the file: another connection cannot write until it commits.
-        EXPECT_FALSE(raw.Exec("DELETE FROM Items"));
-        std::vector<CRemindInfo> snapshot;
-        engine.t_GetScheduledList(snapshot, REM_ORDER_BY_TITLE);
-        ASSERT_TRUE(op.Commit());
-        // What the snapshot showed is what the file holds, in the same order.
-        std::vector<CRemindInfo> stored;
-        engine.t_GetScheduledList(stored, REM_ORDER_BY_TITLE);
-        ASSERT_EQ(snapshot.size(), stored.size());
-        for (size_t i = 0; i < stored.size(); ++i) {
-            EXPECT_EQ(snapshot[i].Serialize(), stored[i].Serialize());
-        }
-        EXPECT_EQ(stored.size(), before.size());
+    // Writes keep the snapshot current and commit together.
+    const size_t before = List().size();
+    CReminderAPIImp::COperation op(engine, true);
+    ASSERT_TRUE(op.Ok());
+    const std::vector<CRemindInfo> list = List();
+    ASSERT_TRUE(engine.t_AddRemindItem(Viewing(kLocalNow + 300, "new", 40), false));
+    CRemindInfo moved = list[0];
+    moved.SetStartTime(kLocalNow + 900);
+    ASSERT_TRUE(engine.t_UpdateRemindItemByUid(moved.m_nUid, moved));
+    ASSERT_TRUE(engine.t_DeleteRemindItemByUid(list[1].m_nUid));
+    // The operation holds the file: another connection cannot write until it commits.
+    EXPECT_FALSE(raw.Exec("DELETE FROM Items"));
+    const std::vector<CRemindInfo> snapshot = List(REM_ORDER_BY_TITLE);
+    ASSERT_TRUE(op.Commit());
+    // What the snapshot showed is what the file holds, in the same order.
+    const std::vector<CRemindInfo> stored = List(REM_ORDER_BY_TITLE);
+    ASSERT_EQ(snapshot.size(), stored.size());
+    for (size_t i = 0; i < stored.size(); ++i) {
+        EXPECT_EQ(snapshot[i].Serialize(), stored[i].Serialize());
     }
+    EXPECT_EQ(stored.size(), before);
 }
 
 TEST_F(StoreOperationTest, AFailedWriteRollsBackTheWholeOperation) {
-    RawDb raw;
     ASSERT_TRUE(engine.t_AddRemindItem(Viewing(kLocalNow + 60, "kept", 1), false));
     ASSERT_TRUE(
         raw.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Items WHEN NEW.Title = 'bad' "
                  "BEGIN SELECT RAISE(ABORT, 'refused'); END;"));
     {
         CReminderAPIImp::COperation op(engine, true);
-        std::vector<CRemindInfo> list;
-        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        ASSERT_TRUE(engine.t_DeleteRemindItemByUid(list[0].m_nUid));
+        ASSERT_TRUE(engine.t_DeleteRemindItemByUid(List()[0].m_nUid));
         EXPECT_FALSE(engine.t_AddRemindItem(Viewing(kLocalNow + 120, "bad", 2), false));
         EXPECT_NE(CDBControl::LastStoreError(), 0);
         EXPECT_FALSE(op.Ok());
         EXPECT_FALSE(op.Commit());
     }
-    std::vector<CRemindInfo> list;
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
+    const std::vector<CRemindInfo> list = List();
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0].m_sTitle, "kept");
     EXPECT_EQ(CDBControl::LastStoreError(), 0);
@@ -175,8 +143,7 @@ TEST_F(StoreOperationTest, AFailedWriteRollsBackTheWholeOperation) {
     EXPECT_EQ(stored.m_sTitle, "kept");
 }
 
-TEST_F(StoreOperationTest, AnUnreadableListRefusesTheBookingAndSaysWhy) {
-    RawDb raw;
+TEST_F(StoreOperationTest, AnUnreadableListRefusesTheBookingAndTheStatusIsPerThread) {
     // Another connection holds the file for longer than the store waits.
     ASSERT_TRUE(raw.Exec("BEGIN EXCLUSIVE"));
     CRemindInfo item = Viewing(kLocalNow + 60, "refused", 1);
@@ -184,37 +151,26 @@ TEST_F(StoreOperationTest, AnUnreadableListRefusesTheBookingAndSaysWhy) {
     EXPECT_EQ(CDBControl::LastStoreError(), SQLITE_BUSY);
     std::vector<CRemindInfo> list;
     EXPECT_FALSE(engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME));
+    int other = -1;
+    std::thread([&other] { other = CDBControl::LastStoreError(); }).join();
+    EXPECT_EQ(other, 0);
+    EXPECT_EQ(CDBControl::LastStoreError(), SQLITE_BUSY);
+
     EXPECT_TRUE(raw.Exec("COMMIT"));
     EXPECT_TRUE(engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME));
     EXPECT_TRUE(list.empty());
     EXPECT_EQ(CDBControl::LastStoreError(), 0);
 }
 
-TEST_F(StoreOperationTest, StatusIsKeptPerThread) {
-    RawDb raw;
-    ASSERT_TRUE(raw.Exec("BEGIN EXCLUSIVE"));
-    std::vector<CRemindInfo> list;
-    EXPECT_FALSE(engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME));
-    int other = -1;
-    std::thread([&other] { other = CDBControl::LastStoreError(); }).join();
-    EXPECT_EQ(other, 0);
-    EXPECT_EQ(CDBControl::LastStoreError(), SQLITE_BUSY);
-    raw.Exec("COMMIT");
-}
-
 TEST_F(StoreOperationTest, KeptListIsReadAgainWhenAnotherProcessChangedTheFile) {
     ASSERT_TRUE(engine.t_AddRemindItem(Viewing(kLocalNow + 60, "one", 1), false));
-    std::vector<CRemindInfo> list;
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    tvsim::ClearLogs();
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    ASSERT_EQ(list.size(), 1u);
-
+    ASSERT_EQ(List().size(), 1u);
+    ASSERT_EQ(List().size(), 1u);  // kept
     // Another process inserts a row (and holds the file for no time).
     const std::string locker = std::string("'") + REMINDER_DB_LOCKER + "' '" +
                                CDBControl::DatabasePath() + "' 0 > /dev/null";
     ASSERT_EQ(std::system(locker.c_str()), 0);
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
+    std::vector<CRemindInfo> list = List();
     ASSERT_EQ(list.size(), 2u);
     EXPECT_EQ(list[0].m_sTitle, "held by locker");
 
@@ -223,12 +179,10 @@ TEST_F(StoreOperationTest, KeptListIsReadAgainWhenAnotherProcessChangedTheFile) 
     ASSERT_TRUE(store->BeginTransaction());
     CRemindInfo extra = Viewing(kLocalNow + 120, "rolled back", 2);
     ASSERT_TRUE(store->AddItem(extra));
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    EXPECT_EQ(list.size(), 3u);
+    EXPECT_EQ(List().size(), 3u);
     store->MarkTransactionFailed();
     EXPECT_FALSE(store->EndTransaction());
-    engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-    EXPECT_EQ(list.size(), 2u);
+    EXPECT_EQ(List().size(), 2u);
 }
 
 constexpr int kAddsEach = 6;
@@ -239,9 +193,8 @@ TEST_F(StoreOperationTest, TheLimitHoldsWithFourProcessesAdding) {
     for (uint16_t i = 0; i < 20; ++i) {
         ASSERT_TRUE(engine.t_AddRemindItem(Viewing(kLocalNow + 60 * i, "old", i), false));
     }
-    constexpr int kProcesses = 4;
-    FILE* children[kProcesses];
-    for (int p = 0; p < kProcesses; ++p) {
+    FILE* children[4];
+    for (int p = 0; p < 4; ++p) {
         // Each child is this test binary running the adding half below: a process with a
         // store of its own, as another application would be.
         const std::string command =
@@ -250,25 +203,24 @@ TEST_F(StoreOperationTest, TheLimitHoldsWithFourProcessesAdding) {
         children[p] = popen(command.c_str(), "r");
         ASSERT_NE(children[p], nullptr);
     }
-    std::vector<unsigned> acknowledgedEvents;
+    std::vector<unsigned> acknowledged, stored;
     for (FILE* child : children) {
         char line[512];
         while (fgets(line, sizeof line, child) != nullptr) {
             unsigned event = 0;
-            if (std::sscanf(line, "stored %u", &event) == 1) acknowledgedEvents.push_back(event);
+            if (std::sscanf(line, "stored %u", &event) == 1) acknowledged.push_back(event);
         }
         EXPECT_EQ(pclose(child), 0);
     }
     std::vector<CRemindInfo> list;
     ASSERT_TRUE(engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME));
-    std::vector<unsigned> storedEvents;
     for (const CRemindInfo& e : list) {
-        if (e.m_sTitle == "new") storedEvents.push_back(e.m_nEventId);
+        if (e.m_sTitle == "new") stored.push_back(e.m_nEventId);
     }
-    EXPECT_EQ(storedEvents.size(), 10u);
-    std::sort(acknowledgedEvents.begin(), acknowledgedEvents.end());
-    std::sort(storedEvents.begin(), storedEvents.end());
-    EXPECT_EQ(acknowledgedEvents, storedEvents);
+    EXPECT_EQ(stored.size(), 10u);
+    std::sort(acknowledged.begin(), acknowledged.end());
+    std::sort(stored.begin(), stored.end());
+    EXPECT_EQ(acknowledged, stored);
     EXPECT_EQ(engine.GetRemindItemCnt(), 30);
 }
 
