@@ -5,15 +5,15 @@
 #include <chrono>
 #include <cstdlib>
 #include <future>
+#include <iterator>
 #include <set>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
 
 #include "ReminderAPI.h"
-#include "ReminderAPIImp.h"
+#include "EngineTest.h"
 #include "ReminderAPIUtil.h"
-#include "TestSupport.h"
 
 namespace {
 
@@ -23,9 +23,9 @@ constexpr int kSystemLog = 2;
 constexpr const char* kSatelliteKey =
     "db/menu/Broadcast/setting/SatelliteSystem/SatelliteAntConnectionType";
 
-// Local time of hh:mm on the sample evening.
-constexpr uint32_t At(int hour, int minute = 0) {
-    return kLocalNow + static_cast<uint32_t>((hour - 19) * 3600 + minute * 60);
+// Local time of hhmm on the sample evening.
+constexpr uint32_t At(int hhmm) {
+    return kLocalNow + static_cast<uint32_t>((hhmm / 100 - 19) * 3600 + hhmm % 100 * 60);
 }
 
 // Channels of the sample: 1001-1003 digital, 1004 digital and scrambled, 2001 analogue.
@@ -33,51 +33,34 @@ struct SChannel {
     unsigned long long serviceId;
     uint16_t type;
 };
-constexpr SChannel kOne{1001, 2};
-constexpr SChannel kTwo{1002, 2};
-constexpr SChannel kThree{1003, 2};
-constexpr SChannel kScrambled{1004, 4};
-constexpr SChannel kAnalog{2001, 1};
+constexpr SChannel c1{1001, 2}, c2{1002, 2}, c3{1003, 2}, cScr{1004, 4}, cAna{2001, 1};
 
-CRemindInfo Booking(EReserveType type, SChannel channel, uint32_t start, uint32_t end) {
+CRemindInfo Booking(EReserveType type, SChannel channel, int from, int to) {
     static uint16_t nextEvent = 9000;
     CRemindInfo item;
     item.m_nReserveType = type;
     item.m_nServiceId = channel.serviceId;
     item.m_nChannelType = channel.type;
     item.m_nEventId = nextEvent++;
-    item.SetStartTime(start);
-    item.m_nDuration = type == REMINDER_RESERVE_VIEWING ? 0 : end - start;
+    item.SetStartTime(At(from));
+    item.m_nDuration = type == REMINDER_RESERVE_VIEWING ? 0 : At(to) - At(from);
     item.m_sTitle = "Booking " + std::to_string(item.m_nEventId);
     return item;
 }
-
-CRemindInfo Recording(SChannel channel, uint32_t start, uint32_t end) {
-    return Booking(REMINDER_RESERVE_RECORDING, channel, start, end);
+CRemindInfo R(SChannel channel, int from, int to) {
+    return Booking(REMINDER_RESERVE_RECORDING, channel, from, to);
+}
+CRemindInfo V(SChannel channel, int at) {
+    return Booking(REMINDER_RESERVE_VIEWING, channel, at, at);
 }
 
-CRemindInfo Viewing(SChannel channel, uint32_t start) {
-    return Booking(REMINDER_RESERVE_VIEWING, channel, start, start);
-}
-
-enum class ESet { OneTuner, TwoOneRecordable, TwoRecordable, SatelliteSingleCable };
+// The typical sets: one tuner, two with one recordable, two recordable, satellite on one cable.
+enum ESet { One, TwoOneRec, TwoRec, SatCable };
 
 void UseSet(ESet set) {
-    switch (set) {
-        case ESet::OneTuner:
-            tvsim::SetTunerCounts(1, 1);
-            break;
-        case ESet::TwoOneRecordable:
-            tvsim::SetTunerCounts(2, 1);
-            break;
-        case ESet::TwoRecordable:
-            tvsim::SetTunerCounts(2, 2);
-            break;
-        case ESet::SatelliteSingleCable:
-            tvsim::SetTunerCounts(2, 2);
-            tvsim::SetSatelliteSingleCable(true);
-            break;
-    }
+    const int recordable[] = {1, 1, 2, 2};
+    tvsim::SetTunerCounts(set == One ? 1 : 2, recordable[set]);
+    if (set == SatCable) tvsim::SetSatelliteSingleCable(true);
 }
 
 std::set<uint32_t> Uids(const std::vector<CRemindInfo>& items) {
@@ -86,48 +69,24 @@ std::set<uint32_t> Uids(const std::vector<CRemindInfo>& items) {
     return uids;
 }
 
-class ConflictsTest : public ::testing::Test {
+class ConflictsTest : public testsupport::CEngineTest {
 protected:
-    void SetUp() override {
-        testsupport::LoadSampleTelevision();
-        testsupport::ClearStore();
-        tvsim::ClearLogs();
-    }
+    void SetUp() override { Reset(One); }
 
-    // Stores the booking as it stands and answers its UID.
-    uint32_t Store(const CRemindInfo& item) {
-        EXPECT_TRUE(engine.t_AddRemindItem(item, false));
-        std::vector<CRemindInfo> list;
-        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        uint32_t newest = 0;
-        for (const CRemindInfo& e : list) newest = std::max(newest, e.m_nUid);
-        return newest;
+    void Reset(ESet set) {
+        CEngineTest::SetUp();
+        UseSet(set);
     }
 
     bool Conflicts(const CRemindInfo& item, std::vector<CRemindInfo>& out) {
         return CReminderAPI::GetInstance()->ExistConflicts(item, out);
     }
-
-    CRemindInfo FromGuide(unsigned long long service, uint16_t eventId, EReserveType type) {
-        TCProgramData programme;
-        EXPECT_TRUE(tvsim::FindProgramme(service, eventId, programme));
-        CRemindInfo item;
-        item.Set(programme, type);
-        return item;
-    }
-
-    CReminderAPIImp engine;
 };
 
 TEST_F(ConflictsTest, TunerCountsOnEveryKindOfSet) {
-    struct SCase {
-        const char* name;
-        int tuners, recordable;
-        int tvMode;
-        int connection;  // -1: the setting cannot be read
-        int available, recordableExpected;
-    };
-    const SCase cases[] = {
+    // Tuners, recordable ones, TV mode, single cable (-1: the setting cannot be read), and the
+    // tuners available and recordable.
+    const std::tuple<const char*, int, int, int, int, int, int> cases[] = {
         {"one tuner", 1, 1, 1, 1, 1, 1},
         {"two, one recordable", 2, 1, 1, 1, 2, 1},
         {"two recordable", 2, 2, 1, 1, 2, 2},
@@ -138,45 +97,41 @@ TEST_F(ConflictsTest, TunerCountsOnEveryKindOfSet) {
         {"single cable, not satellite", 2, 2, 1, 0, 2, 2},
         {"single cable with three tuners", 3, 2, 2, 0, 3, 2},
     };
-    for (const SCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        tvsim::SetTunerCounts(c.tuners, c.recordable);
-        tvsim::SetTvMode(c.tvMode, 12);
-        if (c.connection >= 0) tvsim::SetVconfBool(kSatelliteKey, c.connection != 0);
-        tvsim::SetFailure(std::string("vconf_get_bool:") + kSatelliteKey, c.connection < 0);
+    for (const auto& [name, tuners, recordable, tvMode, connection, available, canRecord] : cases) {
+        SCOPED_TRACE(name);
+        tvsim::SetTunerCounts(tuners, recordable);
+        tvsim::SetTvMode(tvMode, 12);
+        if (connection >= 0) tvsim::SetVconfBool(kSatelliteKey, connection != 0);
+        tvsim::SetFailure(std::string("vconf_get_bool:") + kSatelliteKey, connection < 0);
         tvsim::ClearLogs();
-        EXPECT_EQ(CReminderAPIUtil::NumOfAvailableTuner(), c.available);
-        EXPECT_EQ(CReminderAPIUtil::NumOfRecordableTuner(), c.recordableExpected);
+        EXPECT_EQ(CReminderAPIUtil::NumOfAvailableTuner(), available);
+        EXPECT_EQ(CReminderAPIUtil::NumOfRecordableTuner(), canRecord);
         EXPECT_EQ(testsupport::Logged("Connection = [0] SatelliteAntConnectionType is Single"),
-                  c.available < c.tuners);
+                  available < tuners);
         EXPECT_EQ(testsupport::LoggedOn(kSystemLog, "Get Antenna Connection Type failed"),
-                  c.connection < 0);
+                  connection < 0);
     }
 }
 
-TEST_F(ConflictsTest, UnreadableTunerCountsAreZero) {
+TEST_F(ConflictsTest, CountsWhenThePlatformCannotTell) {
     tvsim::SetFailure("system_info_get_value_int:18");
     EXPECT_EQ(CReminderAPIUtil::NumOfAvailableTuner(), 0);
     EXPECT_EQ(CReminderAPIUtil::NumOfRecordableTuner(), 0);
     tvsim::SetFailure("system_info_get_value_int:18", false);
 
     // Without the navigation interface the platform's count stands, single cable or not.
-    UseSet(ESet::SatelliteSingleCable);
+    UseSet(SatCable);
     tvsim::SetFailure("CreateServiceNavigation");
     EXPECT_EQ(CReminderAPIUtil::NumOfAvailableTuner(), 2);
     EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Create Service Navigation failed."));
-}
 
-TEST_F(ConflictsTest, WorkingModulesAreTheInsertedOnes) {
     // The sample has a working module in slot 0 and an empty slot 1.
     EXPECT_EQ(CReminderAPIUtil::NumOfWorkingCAM(), 1);
     EXPECT_TRUE(testsupport::Logged("Total CA Device Number: [2]"));
     EXPECT_TRUE(testsupport::Logged("CA Device is Inserted: [0]"));
-
     tvsim::SetCaDevice(1, 1);
     tvsim::SetCaDevice(2, 3);
     EXPECT_EQ(CReminderAPIUtil::NumOfWorkingCAM(), 2);
-
     tvsim::SetFailure("GetCADevices");
     EXPECT_EQ(CReminderAPIUtil::NumOfWorkingCAM(), 0);
     tvsim::SetFailure("CAGeneralInstance");
@@ -185,217 +140,134 @@ TEST_F(ConflictsTest, WorkingModulesAreTheInsertedOnes) {
 }
 
 TEST_F(ConflictsTest, OneTunerPairs) {
-    tvsim::SetChannelScrambled(kThree.serviceId, true);
-    const SChannel scrambledToo{kThree.serviceId, 2};
-    struct SCase {
-        const char* name;
-        SChannel item, other;
-        int modules;
-        bool expected;
+    tvsim::SetChannelScrambled(c3.serviceId, true);
+    // The item's channel, the other's, the working modules, and whether they take one tuner.
+    const std::tuple<const char*, SChannel, SChannel, int, bool> cases[] = {
+        {"both scrambled, one module", cScr, c3, 1, true},
+        {"both scrambled, two modules", cScr, c3, 2, false},
+        {"one scrambled", cScr, c1, 1, false},
+        {"analogue item", cAna, c1, 2, true},
+        {"analogue other", c1, cAna, 2, true},
+        {"both digital", c1, c2, 1, false},
     };
-    const SCase cases[] = {
-        {"both scrambled, one module", kScrambled, scrambledToo, 1, true},
-        {"both scrambled, two modules", kScrambled, scrambledToo, 2, false},
-        {"one scrambled", kScrambled, kOne, 1, false},
-        {"analogue item", kAnalog, kOne, 2, true},
-        {"analogue other", kOne, kAnalog, 2, true},
-        {"both digital", kOne, kTwo, 1, false},
-    };
-    for (const SCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        tvsim::SetCaDevice(1, c.modules >= 2 ? 1 : 0);
+    for (const auto& [name, item, other, modules, expected] : cases) {
+        SCOPED_TRACE(name);
+        tvsim::SetCaDevice(1, modules >= 2 ? 1 : 0);
         tvsim::ClearLogs();
-        EXPECT_EQ(CReminderAPIUtil::FlagOneTunerCase(Recording(c.item, At(20), At(21)),
-                                                     Recording(c.other, At(20), At(21))),
-                  c.expected);
-        EXPECT_EQ(testsupport::LoggedOn(kSystemLog, "Not one tuner case"), !c.expected);
+        EXPECT_EQ(CReminderAPIUtil::FlagOneTunerCase(R(item, 2000, 2100), R(other, 2000, 2100)),
+                  expected);
+        EXPECT_EQ(testsupport::LoggedOn(kSystemLog, "Not one tuner case"), !expected);
     }
 }
 
 TEST_F(ConflictsTest, OneTunerLists) {
-    CRemindInfo recordListBooking = Recording(kTwo, At(20), At(21));
-    recordListBooking.m_bRecordListBooking = true;
-    struct SCase {
-        const char* name;
-        ESet set;
-        CRemindInfo item;
-        std::vector<CRemindInfo> others;
-        bool expected;
-        const char* log;
+    CRemindInfo fromList = R(c2, 2000, 2100);
+    fromList.m_bRecordListBooking = true;  // takes no recordable tuner
+    const char* kNot = "Not one tuner case";
+    const char* kTwoInOne = "2 recording conflict in 1 recordable tuner";
+    const char* kScrambled = "Both are scrambled channel, it is one tuner case.";
+    const char* kAnalogItem = "Booking an analog item, it is one tuner case.";
+    const char* kAnalogOther = "Conflicting an analog item, it is one tuner case.";
+    // The set, the item, the others, whether it is one tuner's case, and the line that says why.
+    const std::tuple<ESet, CRemindInfo, std::vector<CRemindInfo>, bool, const char*> cases[] = {
+        {One, V(c1, 2000), {V(c2, 2000)}, true, nullptr},
+        {TwoOneRec, R(c1, 2000, 2100), {V(c3, 2000), R(c2, 2000, 2100)}, true, kTwoInOne},
+        {TwoOneRec, R(c1, 2000, 2100), {V(c2, 2000)}, false, kNot},
+        {TwoOneRec, R(c1, 2000, 2100), {fromList}, false, kNot},
+        {TwoRec, R(c1, 2000, 2100), {R(c2, 2000, 2100)}, false, kNot},
+        {SatCable, R(c1, 2000, 2100), {R(c2, 2000, 2100)}, true, nullptr},
+        {TwoRec, R(cScr, 2000, 2100), {R(c1, 2000, 2100), R(cScr, 2000, 2100)}, true, kScrambled},
+        {TwoRec, V(cAna, 2000), {V(c1, 2000)}, true, kAnalogItem},
+        {TwoRec, V(c1, 2000), {V(c2, 2000), V(cAna, 2000)}, true, kAnalogOther},
     };
-    const std::vector<SCase> cases = {
-        {"one tuner, whatever the channels",
-         ESet::OneTuner,
-         Viewing(kOne, At(20)),
-         {Viewing(kTwo, At(20))},
-         true,
-         nullptr},
-        {"two recordings, one recordable",
-         ESet::TwoOneRecordable,
-         Recording(kOne, At(20), At(21)),
-         {Viewing(kThree, At(20)), Recording(kTwo, At(20), At(21))},
-         true,
-         "2 recording conflict in 1 recordable tuner"},
-        {"a recording and a reminder, one recordable",
-         ESet::TwoOneRecordable,
-         Recording(kOne, At(20), At(21)),
-         {Viewing(kTwo, At(20))},
-         false,
-         "Not one tuner case"},
-        {"a record-list booking takes no recordable tuner",
-         ESet::TwoOneRecordable,
-         Recording(kOne, At(20), At(21)),
-         {recordListBooking},
-         false,
-         "Not one tuner case"},
-        {"two recordings, two recordable",
-         ESet::TwoRecordable,
-         Recording(kOne, At(20), At(21)),
-         {Recording(kTwo, At(20), At(21))},
-         false,
-         "Not one tuner case"},
-        {"two recordings, satellite on one cable",
-         ESet::SatelliteSingleCable,
-         Recording(kOne, At(20), At(21)),
-         {Recording(kTwo, At(20), At(21))},
-         true,
-         nullptr},
-        {"scrambled against scrambled, one module",
-         ESet::TwoRecordable,
-         Recording(kScrambled, At(20), At(21)),
-         {Recording(kOne, At(20), At(21)), Recording(kScrambled, At(20), At(21))},
-         true,
-         "Both are scrambled channel, it is one tuner case."},
-        {"analogue item",
-         ESet::TwoRecordable,
-         Viewing(kAnalog, At(20)),
-         {Viewing(kOne, At(20))},
-         true,
-         "Booking an analog item, it is one tuner case."},
-        {"analogue among the others",
-         ESet::TwoRecordable,
-         Viewing(kOne, At(20)),
-         {Viewing(kTwo, At(20)), Viewing(kAnalog, At(20))},
-         true,
-         "Conflicting an analog item, it is one tuner case."},
-    };
-    for (const SCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        testsupport::LoadSampleTelevision();
-        UseSet(c.set);
-        tvsim::ClearLogs();
-        EXPECT_EQ(CReminderAPIUtil::FlagOneTunerCase(c.item, c.others), c.expected);
-        if (c.log != nullptr) {
-            EXPECT_TRUE(testsupport::Logged(c.log));
+    int row = 0;
+    for (const auto& [set, item, others, expected, log] : cases) {
+        SCOPED_TRACE("row " + std::to_string(row++));
+        Reset(set);
+        EXPECT_EQ(CReminderAPIUtil::FlagOneTunerCase(item, others), expected);
+        EXPECT_TRUE(log == nullptr || testsupport::Logged(log)) << log;
+    }
+}
+
+// Each row: the set, the bookings stored, those excluded, the booking asked about; then which
+// stored bookings are in its conflict set ("01": the first two) and whether conflicts remain
+// apart from the excluded ones, with the line that explains it (nullptr: not asked).
+TEST_F(ConflictsTest, ConflictSetAndConflictsApartFromExclusions) {
+    const char* kExist1 = "One tuner case, exist conflicts.";
+    const char* kOne1 = "One tuner case, one conflict.";
+    const char* kExist2 = "Two tuner case, exist conflicts.";
+    const char* kNone = "No conflicts";
+    const char* kNoneLeft = "No remaining conflicts";
+    const std::vector<CRemindInfo> ignored = {
+        Booking(REMINDER_RESERVE_RECORDING_FAILED, c1, 2000, 2100),
+        Booking(REMINDER_RESERVE_SERIES, c3, 2000, 2100)};
+    const std::vector<CRemindInfo> overlapping = {R(c1, 2000, 2100), R(c3, 2015, 2115)};
+    const std::vector<CRemindInfo> inARow = {R(c1, 2000, 2040), R(c3, 2045, 2130)};
+    const std::vector<CRemindInfo> three = {overlapping[0], overlapping[1], R(c1, 2130, 2200)};
+    const std::vector<CRemindInfo> analogFirst = {R(cAna, 2000, 2100), R(c3, 2015, 2115)};
+    using Stored = std::vector<CRemindInfo>;
+    const std::tuple<ESet, Stored, const char*, CRemindInfo, const char*, bool, const char*>
+        cases[] = {
+            // One tuner: any overlap; never two reminders; back to back is none; failed and series
+            // entries are ignored.
+            {One, {R(c1, 2000, 2100)}, "", V(c2, 2030), "0", false, nullptr},
+            {One, {V(c1, 2000)}, "", V(c2, 2000), "", false, nullptr},
+            {One, {R(c1, 2000, 2100)}, "", R(c2, 2100, 2200), "", false, kNone},
+            {One, ignored, "", R(c2, 2000, 2100), "", false, nullptr},
+            {One, {R(c1, 2000, 2100)}, "0", R(c2, 2030, 2130), nullptr, false, kNoneLeft},
+            {One, {V(c1, 2030)}, "", R(c2, 2000, 2100), nullptr, true, kExist1},
+            // One recordable: two recordings; a recording and a reminder.
+            {TwoOneRec, {R(c1, 2000, 2100)}, "", R(c2, 2030, 2130), "0", true, kExist1},
+            {TwoOneRec, {V(c1, 2030)}, "", R(c2, 2000, 2100), "0", false, kOne1},
+            // Two recordable: one overlapping recording is allowed, two that overlap each other are
+            // not, two one after the other are; a reminder within one, within two.
+            {TwoRec, {R(c1, 2000, 2100)}, "", R(c2, 2030, 2130), "", false, kOne1},
+            {TwoRec, overlapping, "", R(c2, 2030, 2130), "01", true, kExist2},
+            {TwoRec, inARow, "", R(c2, 2000, 2130), "", false, kNone},
+            {TwoRec, {R(c1, 2000, 2100)}, "", V(c2, 2030), "", false, nullptr},
+            {TwoRec, overlapping, "", V(c2, 2030), "01", false, nullptr},
+            {TwoRec, three, "1", R(c2, 2030, 2145), nullptr, false, kNone},
+            // The first member (set order puts the analogue channel first) decides alone.
+            {TwoRec, analogFirst, "", R(c2, 2030, 2130), "", false, nullptr},
+            // An analogue item, and two scrambled channels with one module, take a whole tuner.
+            {TwoRec, {R(c1, 2000, 2100)}, "", R(cAna, 2030, 2130), nullptr, true, kExist1},
+            {TwoRec, {R(c3, 2000, 2100)}, "", R(cScr, 2030, 2130), nullptr, true, kExist1},
+            {SatCable, {R(c1, 2000, 2100)}, "", R(c2, 2030, 2130), "0", false, nullptr},
+        };
+    int row = 0;
+    for (const auto& [set, bookings, excludedIndices, item, conflicts, remain, log] : cases) {
+        SCOPED_TRACE("row " + std::to_string(row++));
+        Reset(set);
+        tvsim::SetChannelScrambled(c3.serviceId, item.m_nServiceId == cScr.serviceId);
+        std::vector<CRemindInfo> stored, excluded;
+        for (const CRemindInfo& s : bookings) {
+            stored.push_back(s);
+            stored.back().m_nUid = Store(s);
+        }
+        for (const char* i = excludedIndices; *i != 0; ++i) excluded.push_back(stored[*i - '0']);
+        if (conflicts != nullptr) {
+            std::set<uint32_t> expected;
+            for (const char* i = conflicts; *i != 0; ++i) expected.insert(stored[*i - '0'].m_nUid);
+            std::vector<CRemindInfo> found;
+            EXPECT_EQ(Conflicts(item, found), !expected.empty());
+            EXPECT_EQ(Uids(found), expected);
+            EXPECT_EQ(Uids(found).size(), found.size());
+        }
+        if (log != nullptr) {
+            tvsim::ClearLogs();
+            EXPECT_EQ(CReminderAPIUtil::ExistConflictsWithExclusions(item, excluded, false),
+                      remain);
+            EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, log));
         }
     }
 }
 
-// One row: the bookings stored, the booking asked about, and which stored ones conflict (by
-// their index in `stored`); an empty list means no conflict.
-struct SConflictCase {
-    const char* name;
-    ESet set;
-    std::vector<CRemindInfo> stored;
-    CRemindInfo item;
-    std::vector<size_t> expected;
-};
-
-TEST_F(ConflictsTest, ConflictSetOnEveryKindOfSet) {
-    const std::vector<SConflictCase> cases = {
-        {"one tuner: a reminder within a recording",
-         ESet::OneTuner,
-         {Recording(kOne, At(20), At(21))},
-         Viewing(kTwo, At(20, 30)),
-         {0}},
-        {"one tuner: two reminders never conflict",
-         ESet::OneTuner,
-         {Viewing(kOne, At(20))},
-         Viewing(kTwo, At(20)),
-         {}},
-        {"one tuner: recordings back to back",
-         ESet::OneTuner,
-         {Recording(kOne, At(20), At(21))},
-         Recording(kTwo, At(21), At(22)),
-         {}},
-        {"one tuner: failed and series entries are ignored",
-         ESet::OneTuner,
-         {Booking(REMINDER_RESERVE_RECORDING_FAILED, kOne, At(20), At(21)),
-          Booking(REMINDER_RESERVE_SERIES, kThree, At(20), At(21))},
-         Recording(kTwo, At(20), At(21)),
-         {}},
-        {"one recordable: two recordings",
-         ESet::TwoOneRecordable,
-         {Recording(kOne, At(20), At(21))},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         {0}},
-        {"one recordable: a recording and a reminder",
-         ESet::TwoOneRecordable,
-         {Viewing(kOne, At(20, 30))},
-         Recording(kTwo, At(20), At(21)),
-         {0}},
-        {"two recordable: one overlapping recording is allowed",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21))},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         {}},
-        {"two recordable: two recordings that overlap each other",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15))},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         {0, 1}},
-        {"two recordable: two recordings one after the other",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(20, 40)), Recording(kThree, At(20, 45), At(21, 30))},
-         Recording(kTwo, At(20), At(21, 30)),
-         {}},
-        {"two recordable: a reminder within one recording is allowed",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21))},
-         Viewing(kTwo, At(20, 30)),
-         {}},
-        {"two recordable: a reminder within two recordings",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15))},
-         Viewing(kTwo, At(20, 30)),
-         {0, 1}},
-        // The first member (set order puts the analogue channel first) decides alone.
-        {"two recordable: an analogue first member ends the question",
-         ESet::TwoRecordable,
-         {Recording(kAnalog, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15))},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         {}},
-        {"satellite on one cable: one overlapping recording",
-         ESet::SatelliteSingleCable,
-         {Recording(kOne, At(20), At(21))},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         {0}},
-    };
-    for (const SConflictCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        testsupport::LoadSampleTelevision();
-        testsupport::ClearStore();
-        UseSet(c.set);
-        std::vector<uint32_t> uids;
-        for (const CRemindInfo& s : c.stored) uids.push_back(Store(s));
-        std::set<uint32_t> expected;
-        for (size_t i : c.expected) expected.insert(uids[i]);
-
-        std::vector<CRemindInfo> found;
-        EXPECT_EQ(Conflicts(c.item, found), !expected.empty());
-        EXPECT_EQ(Uids(found), expected);
-        EXPECT_EQ(Uids(found).size(), found.size());
-    }
-}
-
 TEST_F(ConflictsTest, PartsOfASplitEventEachTakeATuner) {
-    UseSet(ESet::OneTuner);
     // The film on 1002 runs 21:00-21:50, then 22:00-22:50 and 23:00-23:45 (local) after news.
-    const CRemindInfo film = FromGuide(1002, 500, REMINDER_RESERVE_RECORDING);
-    const uint32_t late = Store(Recording(kThree, At(23, 10), At(23, 30)));
-    // Across the first two parts: met twice, kept once.
-    const uint32_t across = Store(Recording(kOne, At(21, 30), At(22, 30)));
-    Store(Recording(kOne, At(19, 10), At(19, 40)));
+    const CRemindInfo film = FromGuide(1002, 500);
+    const uint32_t late = Store(R(c3, 2310, 2330));
+    const uint32_t across = Store(R(c1, 2130, 2230));  // across two parts: met twice, kept once
+    Store(R(c1, 1910, 1940));
 
     std::vector<CRemindInfo> found;
     ASSERT_TRUE(Conflicts(film, found));
@@ -409,10 +281,9 @@ TEST_F(ConflictsTest, PartsOfASplitEventEachTakeATuner) {
     EXPECT_EQ(Uids(found), std::set<uint32_t>{across});
 }
 
-TEST_F(ConflictsTest, TheResultIsEmptiedFirstOrLeftAlone) {
-    UseSet(ESet::OneTuner);
-    const CRemindInfo stale = Recording(kOne, At(20), At(21));
-    const CRemindInfo item = Recording(kTwo, At(22), At(23));
+TEST_F(ConflictsTest, TheResultIsEmptiedFirstOrLeftAloneAndTheItemIsNoConflict) {
+    const CRemindInfo stale = R(c1, 2000, 2100);
+    const CRemindInfo item = R(c2, 2200, 2300);
     std::vector<CRemindInfo> found{stale};
     EXPECT_FALSE(Conflicts(item, found));
     EXPECT_TRUE(found.empty());
@@ -427,168 +298,40 @@ TEST_F(ConflictsTest, TheResultIsEmptiedFirstOrLeftAlone) {
     unknown.m_nServiceId = 777;
     EXPECT_FALSE(Conflicts(unknown, found));
     EXPECT_EQ(found.size(), 1u);
-}
 
-TEST_F(ConflictsTest, TheItemItselfIsNoConflict) {
-    UseSet(ESet::OneTuner);
-    const CRemindInfo item = Recording(kOne, At(20), At(21));
-    Store(item);
-    std::vector<CRemindInfo> found;
-    EXPECT_FALSE(Conflicts(item, found));
+    CRemindInfo stored = stale;
+    stored.m_nUid = Store(stored);
+    EXPECT_FALSE(Conflicts(stale, found));
+    tvsim::ClearLogs();
+    EXPECT_FALSE(CReminderAPIUtil::ExistConflictsWithExclusions(stored, {}, false));
+    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "No remaining conflicts"));
 }
 
 TEST_F(ConflictsTest, HasConflictsApartFromOne) {
-    UseSet(ESet::OneTuner);
-    const CRemindInfo item = Recording(kTwo, At(20, 30), At(21, 30));
+    const CRemindInfo item = R(c2, 2030, 2130);
     EXPECT_FALSE(CReminderAPIUtil::m_HasConflicts(item, nullptr));
 
-    Store(Recording(kOne, At(20), At(21)));
+    Store(R(c1, 2000, 2100));
     std::vector<CRemindInfo> found;
     ASSERT_TRUE(Conflicts(item, found));
     const CRemindInfo first = found.front();
-    const CRemindInfo unrelated = Recording(kThree, At(1, 0), At(2, 0));
+    const CRemindInfo unrelated = R(c3, 100, 200);
     EXPECT_TRUE(CReminderAPIUtil::m_HasConflicts(item, nullptr));
     EXPECT_FALSE(CReminderAPIUtil::m_HasConflicts(item, &first));
     EXPECT_TRUE(CReminderAPIUtil::m_HasConflicts(item, &unrelated));
 
-    Store(Recording(kThree, At(21), At(22)));
+    Store(R(c3, 2100, 2200));
     EXPECT_TRUE(CReminderAPIUtil::m_HasConflicts(item, &first));
 
     tvsim::SetCridSupport(false);
     EXPECT_FALSE(CReminderAPIUtil::m_HasConflicts(item, nullptr));
 }
 
-// One row for the question asked with exclusions: stored bookings, which of them are excluded
-// (by index), the booking asked about, the answer and the line that explains it.
-struct SExclusionCase {
-    const char* name;
-    ESet set;
-    std::vector<CRemindInfo> stored;
-    std::vector<size_t> excluded;
-    CRemindInfo item;
-    bool expected;
-    const char* log;
-};
-
-TEST_F(ConflictsTest, ConflictsApartFromExclusions) {
-    tvsim::SetChannelScrambled(kThree.serviceId, true);
-    const SChannel scrambledToo{kThree.serviceId, 2};
-    const std::vector<SExclusionCase> cases = {
-        {"nothing overlaps",
-         ESet::OneTuner,
-         {Recording(kOne, At(20), At(21))},
-         {},
-         Recording(kTwo, At(21), At(22)),
-         false,
-         "No conflicts"},
-        {"the one overlapping booking is excluded",
-         ESet::OneTuner,
-         {Recording(kOne, At(20), At(21))},
-         {0},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         false,
-         "No remaining conflicts"},
-        {"one tuner: any overlap",
-         ESet::OneTuner,
-         {Viewing(kOne, At(20, 30))},
-         {},
-         Recording(kTwo, At(20), At(21)),
-         true,
-         "One tuner case, exist conflicts."},
-        {"one recordable: two recordings",
-         ESet::TwoOneRecordable,
-         {Recording(kOne, At(20), At(21))},
-         {},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         true,
-         "One tuner case, exist conflicts."},
-        {"one recordable: a recording and a reminder",
-         ESet::TwoOneRecordable,
-         {Viewing(kOne, At(20, 30))},
-         {},
-         Recording(kTwo, At(20), At(21)),
-         false,
-         "One tuner case, one conflict."},
-        {"two recordable: one overlapping recording",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21))},
-         {},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         false,
-         "One tuner case, one conflict."},
-        {"two recordable: two that overlap each other",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15))},
-         {},
-         Recording(kTwo, At(20, 30), At(21, 30)),
-         true,
-         "Two tuner case, exist conflicts."},
-        {"two recordable: two one after the other",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(20, 40)), Recording(kThree, At(20, 45), At(21, 30))},
-         {},
-         Recording(kTwo, At(20), At(21, 30)),
-         false,
-         "No conflicts"},
-        {"two recordable: the third is excluded",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21)), Recording(kThree, At(20, 15), At(21, 15)),
-          Recording(kOne, At(21, 30), At(22))},
-         {1},
-         Recording(kTwo, At(20, 30), At(21, 45)),
-         false,
-         "No conflicts"},
-        {"two recordable: analogue item",
-         ESet::TwoRecordable,
-         {Recording(kOne, At(20), At(21))},
-         {},
-         Recording(kAnalog, At(20, 30), At(21, 30)),
-         true,
-         "One tuner case, exist conflicts."},
-        {"two recordable: both scrambled, one module",
-         ESet::TwoRecordable,
-         {Recording(scrambledToo, At(20), At(21))},
-         {},
-         Recording(kScrambled, At(20, 30), At(21, 30)),
-         true,
-         "One tuner case, exist conflicts."},
-    };
-    for (const SExclusionCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        testsupport::ClearStore();
-        tvsim::SetTunerCounts(2, 2);
-        tvsim::SetTvMode(1, 12);
-        UseSet(c.set);
-        std::vector<CRemindInfo> exclusions;
-        for (size_t i = 0; i < c.stored.size(); ++i) {
-            CRemindInfo stored = c.stored[i];
-            stored.m_nUid = Store(stored);
-            for (size_t e : c.excluded) {
-                if (e == i) exclusions.push_back(stored);
-            }
-        }
-        tvsim::ClearLogs();
-        EXPECT_EQ(CReminderAPIUtil::ExistConflictsWithExclusions(c.item, exclusions, false),
-                  c.expected);
-        EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, c.log));
-    }
-}
-
-TEST_F(ConflictsTest, TheItemIsNotItsOwnConflict) {
-    UseSet(ESet::OneTuner);
-    CRemindInfo item = Recording(kOne, At(20), At(21));
-    item.m_nUid = Store(item);
-    EXPECT_FALSE(CReminderAPIUtil::ExistConflictsWithExclusions(item, {}, false));
-    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "No remaining conflicts"));
-}
-
 // A facade call made while another facade call is under way on the same thread (the alternative
 // search asks for conflicts this way) completes and answers as it would alone.
 TEST_F(ConflictsTest, FacadeCallInsideAFacadeCall) {
-    UseSet(ESet::OneTuner);
-    Store(Recording(kOne, At(20), At(21)));
-    const CRemindInfo item = Recording(kTwo, At(20, 30), At(21, 30));
-
+    Store(R(c1, 2000, 2100));
+    const CRemindInfo item = R(c2, 2030, 2130);
     auto run = std::async(std::launch::async, [&] {
         bool inner = false;
         tvsim::OnNextCall("GetProgramsOfEvent",

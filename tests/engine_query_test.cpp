@@ -1,18 +1,17 @@
 // The read side of the engine: lists by kind and by start, the lookups by record, programme and
-// CRID, the channel check, the overlap searches and the text of a time-change failure.
+// CRID, the channel check, the overlap searches and the text of a recording failure.
 #include <gtest/gtest.h>
 #include <locale.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <list>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "DataControl.h"
-#include "ReminderAPIImp.h"
-#include "TestSupport.h"
+#include "EngineTest.h"
 
 namespace {
 
@@ -22,92 +21,65 @@ constexpr uint32_t kLocalNow = 1795456800u + 3600u;
 constexpr uint32_t kHour = 3600;
 
 CRemindInfo Booking(EReserveType type, uint32_t localStart, unsigned long long service = 1005,
-                    uint16_t eventId = 1) {
+                    const std::string& programCrid = "", const std::string& seriesCrid = "") {
     CRemindInfo item;
     item.m_nReserveType = type;
     item.m_nServiceId = service;
-    item.m_nEventId = eventId;
+    item.m_nEventId = 1;
     item.SetStartTime(localStart);
     item.m_nDuration = kHour;
     item.m_sTitle = "Item " + std::to_string(localStart);
+    item.m_sProgramCrid = programCrid;
+    item.m_sSeriesCrid = seriesCrid;
     return item;
 }
 
-CRemindInfo WithCrids(CRemindInfo item, const std::string& program, const std::string& series) {
-    item.m_sProgramCrid = program;
-    item.m_sSeriesCrid = series;
+// The same booking made from the record list.
+CRemindInfo FromList(CRemindInfo item) {
+    item.m_bRecordListBooking = true;
     return item;
 }
 
-class EngineQueryTest : public ::testing::Test {
+std::vector<uint32_t> Starts(const std::vector<CRemindInfo>& items) {
+    std::vector<uint32_t> starts;
+    for (const CRemindInfo& e : items) starts.push_back(e.m_nEventTime);
+    return starts;
+}
+
+std::vector<unsigned long long> Services(const std::vector<CRemindInfo>& items) {
+    std::vector<unsigned long long> ids;
+    for (const CRemindInfo& e : items) ids.push_back(e.m_nServiceId);
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+class EngineQueryTest : public testsupport::CEngineTest {
 protected:
-    void SetUp() override {
-        testsupport::LoadSampleTelevision();
-        testsupport::ClearStore();
-        tvsim::ClearLogs();
-    }
-
-    void Store(const CRemindInfo& item) { ASSERT_TRUE(engine.t_AddRemindItem(item, false)); }
-
-    std::vector<CRemindInfo> Stored() {
-        std::vector<CRemindInfo> list;
-        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        return list;
-    }
-
-    // The start times of a list, which tell the stored items of these tests apart.
-    static std::vector<uint32_t> Starts(const std::vector<CRemindInfo>& items) {
-        std::vector<uint32_t> starts;
-        for (const CRemindInfo& e : items) starts.push_back(e.m_nEventTime);
-        return starts;
-    }
-
-    TCProgramData Programme(unsigned long long service, uint16_t eventId) {
+    static TCProgramData Programme(unsigned long long service, uint16_t eventId) {
         TCProgramData programme;
         EXPECT_TRUE(tvsim::FindProgramme(service, eventId, programme));
         return programme;
     }
-
-    // A booking of a guide programme, with its first series CRID as the guide gives it.
-    CRemindInfo FromGuide(unsigned long long service, uint16_t eventId, EReserveType type) {
-        const TCProgramData programme = Programme(service, eventId);
-        CRemindInfo item;
-        item.Set(programme, type);
-        std::list<std::string> series;
-        if (programme.GetCRIDs(series, CRID_TYPE_SERIES)) item.m_sSeriesCrid = series.front();
-        return item;
-    }
-
-    CReminderAPIImp engine;
 };
 
 TEST_F(EngineQueryTest, ListsByKindInTheAskedOrder) {
     const uint32_t t = kLocalNow + kHour;
-    // Stored out of order; the titles sort the other way round from the times.
-    const EReserveType kinds[] = {REMINDER_RESERVE_RECORDING_FAILED, REMINDER_RESERVE_VIEWING,
-                                  REMINDER_RESERVE_SERIES, REMINDER_RESERVE_RECORDING_IN_PROGRESS,
-                                  REMINDER_RESERVE_RECORDING_READY};
-    const uint32_t starts[] = {t + 4 * kHour, t, t + 3 * kHour, t + 2 * kHour, t + kHour};
-    for (int i = 0; i < 5; ++i) {
-        CRemindInfo item = Booking(kinds[i], starts[i]);
-        item.m_sTitle = std::string(1, static_cast<char>('e' - i));
-        Store(item);
-    }
-    // A record-list booking is never listed.
-    CRemindInfo listBooking = Booking(REMINDER_RESERVE_RECORDING_MONITORED, t + 5 * kHour);
-    listBooking.m_bRecordListBooking = true;
-    Store(listBooking);
-    uint32_t series = 0;  // the base entry is moved 91 days on by the insert
-    for (const CRemindInfo& e : Stored()) {
-        if (e.m_nReserveType == REMINDER_RESERVE_SERIES) series = e.m_nEventTime;
-    }
+    // Stored out of order. (Order by title, and the series base entry in every booking, are
+    // the store's tests.)
+    const std::pair<EReserveType, uint32_t> stored[] = {
+        {REMINDER_RESERVE_RECORDING_FAILED, t + 4 * kHour},
+        {REMINDER_RESERVE_VIEWING, t},
+        {REMINDER_RESERVE_SERIES, t + 3 * kHour},
+        {REMINDER_RESERVE_RECORDING_IN_PROGRESS, t + 2 * kHour},
+        {REMINDER_RESERVE_RECORDING_READY, t + kHour}};
+    for (const auto& [type, start] : stored) Store(Booking(type, start));
+    Store(FromList(Booking(REMINDER_RESERVE_RECORDING_MONITORED, t + 5 * kHour)));  // never listed
 
     const std::vector<std::pair<EExtractType, std::vector<uint32_t>>> cases = {
         {REM_EXTRACT_SCHEDULED_AND_FAILED, {t, t + kHour, t + 2 * kHour, t + 4 * kHour}},
         {REM_EXTRACT_RESERVE_TYPE_3, {t + 2 * kHour}},
         {REM_EXTRACT_SCHEDULED, {t, t + kHour, t + 2 * kHour}},
         {REM_EXTRACT_FAILED, {t + 4 * kHour}},
-        {REM_EXTRACT_ALL_BOOKINGS, {t, t + kHour, t + 2 * kHour, t + 4 * kHour, series}},
         {static_cast<EExtractType>(5), {}},
     };
     for (const auto& [type, expected] : cases) {
@@ -119,84 +91,68 @@ TEST_F(EngineQueryTest, ListsByKindInTheAskedOrder) {
         EXPECT_EQ(Starts(out), expected) << type;
         EXPECT_EQ(count, static_cast<int>(expected.size())) << type;
     }
-    std::vector<CRemindInfo> byTitle;
-    engine.GetRemindItemsByType(REM_EXTRACT_SCHEDULED, byTitle, REM_ORDER_BY_TITLE);
-    EXPECT_EQ(Starts(byTitle), (std::vector<uint32_t>{t + kHour, t + 2 * kHour, t}));
 }
 
 TEST_F(EngineQueryTest, ItemsStartingTogether) {
     const uint32_t t = kLocalNow + kHour;
-    Store(Booking(REMINDER_RESERVE_VIEWING, t, 1001));
-    Store(Booking(REMINDER_RESERVE_RECORDING, t, 1002));
-    CRemindInfo listBooking = Booking(REMINDER_RESERVE_RECORDING_MONITORED, t, 1003);
-    listBooking.m_bRecordListBooking = true;
-    Store(listBooking);
-    Store(Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, t, 1004));
-    // Same event time, but its start margin makes it start earlier.
     CRemindInfo padded = Booking(REMINDER_RESERVE_RECORDING, t, 1005);
-    padded.m_nStartMarginTime = 120;
-    Store(padded);
-    Store(Booking(REMINDER_RESERVE_VIEWING, t + 60, 1006));
+    padded.m_nStartMarginTime = 120;  // same event time, but it starts earlier
+    Restore({Booking(REMINDER_RESERVE_VIEWING, t, 1001),
+             Booking(REMINDER_RESERVE_RECORDING, t, 1002),
+             FromList(Booking(REMINDER_RESERVE_RECORDING_MONITORED, t, 1003)),
+             Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, t, 1004), padded,
+             Booking(REMINDER_RESERVE_VIEWING, t + 60, 1006)});
 
-    auto services = [](const std::vector<CRemindInfo>& items) {
-        std::vector<unsigned long long> ids;
-        for (const CRemindInfo& e : items) ids.push_back(e.m_nServiceId);
-        std::sort(ids.begin(), ids.end());
-        return ids;
-    };
     const CRemindInfo query = Booking(REMINDER_RESERVE_VIEWING, t, 2001);
-    std::vector<CRemindInfo> out;
-    EXPECT_TRUE(engine.GetStartTimeIsSameItems(query, out, REM_SCHEDULED_VIEWING));
-    EXPECT_EQ(services(out), (std::vector<unsigned long long>{1001}));
-    EXPECT_TRUE(engine.GetStartTimeIsSameItems(query, out, REM_SCHEDULED_RECORDING));
-    EXPECT_EQ(services(out), (std::vector<unsigned long long>{1002}));
-    EXPECT_TRUE(engine.GetStartTimeIsSameItems(query, out, REM_SCHEDULED_ALL));
-    EXPECT_EQ(services(out), (std::vector<unsigned long long>{1001, 1002, 1003, 1004}));
-    EXPECT_FALSE(engine.GetStartTimeIsSameItems(query, out, static_cast<EScheduledType>(3)));
-    EXPECT_TRUE(out.empty());
-
-    // A stored item does not start together with itself.
-    for (const CRemindInfo& stored : Stored()) {
-        if (stored.m_nServiceId != 1001) continue;
-        EXPECT_TRUE(engine.GetStartTimeIsSameItems(stored, out, REM_SCHEDULED_ALL));
-        EXPECT_EQ(services(out), (std::vector<unsigned long long>{1002, 1003, 1004}));
+    CRemindInfo self;  // the stored 1001 does not start together with itself
+    for (const CRemindInfo& e : Stored()) {
+        if (e.m_nServiceId == 1001) self = e;
+    }
+    const std::tuple<CRemindInfo, EScheduledType, std::vector<unsigned long long>> cases[] = {
+        {query, REM_SCHEDULED_VIEWING, {1001}},
+        {query, REM_SCHEDULED_RECORDING, {1002}},
+        {query, REM_SCHEDULED_ALL, {1001, 1002, 1003, 1004}},
+        {query, static_cast<EScheduledType>(3), {}},
+        {self, REM_SCHEDULED_ALL, {1002, 1003, 1004}},
+    };
+    for (const auto& [item, type, expected] : cases) {
+        std::vector<CRemindInfo> out;
+        EXPECT_EQ(engine.GetStartTimeIsSameItems(item, out, type), !expected.empty()) << type;
+        EXPECT_EQ(Services(out), expected) << type;
     }
 }
 
 TEST_F(EngineQueryTest, LookupsByRecordAndByProgramme) {
     // RCT: the same service and time, and both CRIDs equal ignoring case; never a failed item.
     const uint32_t t = kLocalNow + kHour;
-    Store(WithCrids(Booking(REMINDER_RESERVE_RECORDING_FAILED, t), "crid://a/1", ""));
-    Store(WithCrids(Booking(REMINDER_RESERVE_RECORDING, t), "crid://a/2", "crid://a/s"));
+    Store(Booking(REMINDER_RESERVE_RECORDING_FAILED, t, 1005, "crid://a/1"));
+    Store(Booking(REMINDER_RESERVE_RECORDING, t, 1005, "crid://a/2", "crid://a/s"));
     CRemindInfo found;
     EXPECT_TRUE(engine.FindRemindItemForRCT(
-        WithCrids(Booking(REMINDER_RESERVE_VIEWING, t), "CRID://A/2", "crid://A/S"), found));
+        Booking(REMINDER_RESERVE_VIEWING, t, 1005, "CRID://A/2", "crid://A/S"), found));
     EXPECT_EQ(found.m_sProgramCrid, "crid://a/2");
     EXPECT_FALSE(engine.FindRemindItemForRCT(
-        WithCrids(Booking(REMINDER_RESERVE_VIEWING, t), "crid://a/1", ""), found));
+        Booking(REMINDER_RESERVE_VIEWING, t, 1005, "crid://a/1"), found));
     EXPECT_FALSE(engine.FindRemindItemForRCT(
-        WithCrids(Booking(REMINDER_RESERVE_VIEWING, t), "crid://a/2", ""), found));
+        Booking(REMINDER_RESERVE_VIEWING, t, 1005, "crid://a/2"), found));
     EXPECT_TRUE(testsupport::LoggedOn(2, "Cannot find the item."));
 
     // By programme: its service and event id, skipping series base entries and failed items.
-    testsupport::ClearStore();
     const TCProgramData news = Programme(1005, 103);
-    Store(FromGuide(1005, 103, REMINDER_RESERVE_SERIES));
+    Restore({FromGuide(1005, 103, REMINDER_RESERVE_SERIES)});
     EXPECT_FALSE(engine.FindRemindItemFromProgram(news, found));
     Store(FromGuide(1005, 103, REMINDER_RESERVE_VIEWING));
     EXPECT_TRUE(engine.FindRemindItemFromProgram(news, found));
     EXPECT_EQ(found.m_nReserveType, REMINDER_RESERVE_VIEWING);
 
     // Several programmes at once: the booked one gets its booking.
-    TCProgramData other = Programme(1005, 104);
-    std::map<TCProgramData*, CRemindInfo> programmes = {{&other, CRemindInfo()}};
+    TCProgramData other = Programme(1005, 104), booked = news;
+    std::map<TCProgramData*, CRemindInfo> programmes = {{&other, CRemindInfo()}}, none;
     EXPECT_FALSE(engine.FindRemindItemsFromPrograms(programmes));
-    TCProgramData booked = news;
     programmes[&booked] = CRemindInfo();
     EXPECT_TRUE(engine.FindRemindItemsFromPrograms(programmes));
     EXPECT_EQ(programmes[&booked].m_nEventId, 103);
     EXPECT_EQ(programmes[&other].m_nUid, CRemindInfo().m_nUid);
-    std::map<TCProgramData*, CRemindInfo> none;
     EXPECT_FALSE(engine.FindRemindItemsFromPrograms(none));
 }
 
@@ -205,28 +161,25 @@ TEST_F(EngineQueryTest, ProgrammeWithoutEventIdIsFoundByItsCrids) {
     // case. Only event recordings (2 and 3) on the programme's service count.
     TCProgramData episode = Programme(5001, 704);
     episode.SetEventId(0xFFFF);
+    const std::string ep02 = "crid://sat.example/cosmos/ep02";
+    const CRemindInfo viewing = Booking(REMINDER_RESERVE_VIEWING, kLocalNow + kHour, 5001, ep02);
+    const CRemindInfo elsewhere =
+        Booking(REMINDER_RESERVE_RECORDING_MONITORED, kLocalNow, 1001, ep02);
+    const std::tuple<std::string, std::string, bool> cases[] = {
+        {"CRID://SAT.EXAMPLE/COSMOS/EP02", "", true},    // its own programme CRID
+        {"", "crid://sat.example/series/COSMOS", true},  // its series CRID
+        {"crid://sat.example/cosmos/ep01", "crid://other/series", false},
+    };
     CRemindInfo found;
-    Store(WithCrids(Booking(REMINDER_RESERVE_VIEWING, kLocalNow + kHour, 5001),
-                    "crid://sat.example/cosmos/ep02", ""));
-    Store(WithCrids(Booking(REMINDER_RESERVE_RECORDING_MONITORED, kLocalNow + kHour, 1001),
-                    "crid://sat.example/cosmos/ep02", ""));
+    Restore({viewing, elsewhere});
     EXPECT_FALSE(engine.FindRemindItemFromProgram(episode, found));
-
-    // Its own programme CRID, then its series CRID.
-    const std::pair<std::string, std::string> matches[] = {
-        {"CRID://SAT.EXAMPLE/COSMOS/EP02", ""}, {"", "crid://sat.example/series/COSMOS"}};
-    for (const auto& [program, series] : matches) {
-        testsupport::ClearStore();
-        Store(WithCrids(Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, kLocalNow, 5001), program,
-                        series));
-        EXPECT_TRUE(engine.FindRemindItemFromProgram(episode, found)) << program << series;
-        EXPECT_EQ(found.m_sProgramCrid, program);
+    for (const auto& [program, series, expected] : cases) {
+        Restore(
+            {Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, kLocalNow, 5001, program, series)});
+        EXPECT_EQ(engine.FindRemindItemFromProgram(episode, found), expected) << program << series;
+        EXPECT_EQ(engine.t_FindRemindItemFromProgramByCrid(episode, found), expected);
+        EXPECT_TRUE(!expected || found.m_sProgramCrid == program) << found.m_sProgramCrid;
     }
-    // Another episode of another series is not it.
-    testsupport::ClearStore();
-    Store(WithCrids(Booking(REMINDER_RESERVE_RECORDING_MONITORED, kLocalNow, 5001),
-                    "crid://sat.example/cosmos/ep01", "crid://other/series"));
-    EXPECT_FALSE(engine.t_FindRemindItemFromProgramByCrid(episode, found));
 }
 
 TEST_F(EngineQueryTest, CridQueries) {
@@ -241,17 +194,21 @@ TEST_F(EngineQueryTest, CridQueries) {
         e.m_sProgramCrid = "crid://Sat.Example/Cosmos/Ep02";
         ASSERT_TRUE(engine.t_UpdateRemindItemByUid(e.m_nUid, e));
     }
-    Store(WithCrids(Booking(REMINDER_RESERVE_VIEWING, kLocalNow + 9 * kHour, 1001), "", ""));
+    Store(Booking(REMINDER_RESERVE_VIEWING, kLocalNow + 9 * kHour, 1001));
 
-    CRemindInfo found;
-    EXPECT_TRUE(engine.IsProgramScheduled("CRID://sat.example/OPERA/aida#3", &found));
-    EXPECT_EQ(found.m_nEventId, 702);
-    EXPECT_TRUE(engine.IsProgramScheduled("crid://sat.example/opera/aida", nullptr));
-    EXPECT_FALSE(engine.IsProgramScheduled("crid://sat.example/opera/aid", &found));
     // The series base entry stands for no single programme; no CRID names no programme.
-    EXPECT_FALSE(engine.IsProgramScheduled("crid://sat.example/cosmos/ep02", &found));
-    EXPECT_FALSE(engine.IsProgramScheduled("", &found));
-    EXPECT_FALSE(engine.IsProgramScheduled("#1", &found));
+    const std::pair<const char*, int> scheduled[] = {{"CRID://sat.example/OPERA/aida#3", 702},
+                                                     {"crid://sat.example/opera/aida", 702},
+                                                     {"crid://sat.example/opera/aid", -1},
+                                                     {"crid://sat.example/cosmos/ep02", -1},
+                                                     {"", -1},
+                                                     {"#1", -1}};
+    for (const auto& [crid, event] : scheduled) {
+        CRemindInfo found;
+        EXPECT_EQ(engine.IsProgramScheduled(crid, &found), event >= 0) << crid;
+        EXPECT_TRUE(event < 0 || found.m_nEventId == event) << crid;
+    }
+    EXPECT_TRUE(engine.IsProgramScheduled("crid://sat.example/opera/aida", nullptr));
 
     // By series or programme CRID, ignoring case; the base entry belongs to its series.
     std::vector<CRemindInfo> out;
@@ -273,9 +230,7 @@ TEST_F(EngineQueryTest, CridQueries) {
 TEST_F(EngineQueryTest, RecordingsAndChannelsInTheList) {
     EXPECT_FALSE(engine.FlagExistRecordItem());
     Store(Booking(REMINDER_RESERVE_VIEWING, kLocalNow + kHour, 1001));
-    CRemindInfo listBooking = Booking(REMINDER_RESERVE_RECORDING_MONITORED, kLocalNow, 1002);
-    listBooking.m_bRecordListBooking = true;
-    Store(listBooking);
+    Store(FromList(Booking(REMINDER_RESERVE_RECORDING_MONITORED, kLocalNow, 1002)));
     Store(Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, kLocalNow, 1004));
     EXPECT_FALSE(engine.FlagExistRecordItem());
     Store(Booking(REMINDER_RESERVE_RECORDING_READY, kLocalNow, 1003));
@@ -288,31 +243,29 @@ TEST_F(EngineQueryTest, RecordingsAndChannelsInTheList) {
     manual.m_nMajor = 101;
     manual.m_nMinor = 0;
     Store(manual);
-    auto service = [](std::initializer_list<std::pair<int, long long>> attributes) {
+    const int id = SERVICE_ATTR_SERVICE_ID, major = SERVICE_ATTR_MAJOR, minor = SERVICE_ATTR_MINOR;
+    const std::pair<std::vector<std::pair<int, long long>>, bool> cases[] = {
+        {{{id, 5001}}, true},
+        {{{SERVICE_ATTR_CHANNEL_TYPE, 7}, {major, 101}, {minor, 0}}, true},
+        {{{id, 5001}, {major, 101}, {SERVICE_ATTR_PTC, 9}}, true},
+        {{{id, 5002}}, false},
+        {{{id, 5001}, {minor, 1}}, false},
+        {{{SERVICE_ATTR_PTC, 1}}, false},
+    };
+    for (const auto& [attributes, expected] : cases) {
         TCServiceData data;
         for (const auto& [key, value] : attributes) data.SetAttribute(key, value);
-        return data;
-    };
-    EXPECT_TRUE(engine.IsChannelScheduled(service({{SERVICE_ATTR_SERVICE_ID, 5001}})));
-    EXPECT_TRUE(engine.IsChannelScheduled(service(
-        {{SERVICE_ATTR_CHANNEL_TYPE, 7}, {SERVICE_ATTR_MAJOR, 101}, {SERVICE_ATTR_MINOR, 0}})));
-    EXPECT_TRUE(engine.IsChannelScheduled(service(
-        {{SERVICE_ATTR_SERVICE_ID, 5001}, {SERVICE_ATTR_MAJOR, 101}, {SERVICE_ATTR_PTC, 9}})));
-    EXPECT_FALSE(engine.IsChannelScheduled(service({{SERVICE_ATTR_SERVICE_ID, 5002}})));
-    EXPECT_FALSE(engine.IsChannelScheduled(
-        service({{SERVICE_ATTR_SERVICE_ID, 5001}, {SERVICE_ATTR_MINOR, 1}})));
-    EXPECT_FALSE(engine.IsChannelScheduled(service({{SERVICE_ATTR_PTC, 1}})));
+        EXPECT_EQ(engine.IsChannelScheduled(data), expected) << attributes.size();
+    }
 }
 
 TEST_F(EngineQueryTest, OverlapSearchesSkipFailedAndSeriesEntries) {
     const uint32_t t = kLocalNow + 2 * kHour;
-    Store(Booking(REMINDER_RESERVE_RECORDING_FAILED, t, 1001));
-    Store(Booking(REMINDER_RESERVE_SERIES, t - 7862400, 1002));
-    Store(Booking(REMINDER_RESERVE_RECORDING, t + 1800, 1003));
-    CRemindInfo listBooking = Booking(REMINDER_RESERVE_RECORDING_MONITORED, t - 1800, 1004);
-    listBooking.m_bRecordListBooking = true;
-    Store(listBooking);
-    Store(Booking(REMINDER_RESERVE_VIEWING, t + kHour, 1006));  // starts as the candidate ends
+    Restore({Booking(REMINDER_RESERVE_RECORDING_FAILED, t, 1001),
+             Booking(REMINDER_RESERVE_SERIES, t - 7862400, 1002),
+             Booking(REMINDER_RESERVE_RECORDING, t + 1800, 1003),
+             FromList(Booking(REMINDER_RESERVE_RECORDING_MONITORED, t - 1800, 1004)),
+             Booking(REMINDER_RESERVE_VIEWING, t + kHour, 1006)});  // starts as the candidate ends
     ASSERT_EQ(Stored().size(), 5u);
 
     const CRemindInfo candidate = Booking(REMINDER_RESERVE_RECORDING, t, 1005);
@@ -325,22 +278,17 @@ TEST_F(EngineQueryTest, OverlapSearchesSkipFailedAndSeriesEntries) {
     CRemindInfo same;
     EXPECT_TRUE(engine.ExistSameTimeRemindItem(candidate, same));
     EXPECT_EQ(same.m_nServiceId, 1003u);
-    CRemindInfo fromList = candidate;
-    fromList.m_bRecordListBooking = true;
-    EXPECT_TRUE(engine.ExistSameTimeRemindItem(fromList, &same));
+    EXPECT_TRUE(engine.ExistSameTimeRemindItem(FromList(candidate), &same));
     EXPECT_EQ(same.m_nServiceId, 1004u);
-    EXPECT_TRUE(engine.ExistSameTimeRemindItem(fromList, nullptr));
+    EXPECT_TRUE(engine.ExistSameTimeRemindItem(FromList(candidate), nullptr));
     EXPECT_FALSE(
         engine.ExistSameTimeRemindItem(Booking(REMINDER_RESERVE_RECORDING, t + 5 * kHour), &same));
 
     // Deletion removes exactly the overlapping ones and announces nothing.
     tvsim::ClearLogs();
     EXPECT_TRUE(engine.DeleteOverlappingRemindItems(candidate));
-    EXPECT_TRUE(testsupport::LogLinesContaining(": Notify(").empty());
-    std::vector<unsigned long long> left;
-    for (const CRemindInfo& e : Stored()) left.push_back(e.m_nServiceId);
-    std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<unsigned long long>{1001, 1002, 1006}));
+    EXPECT_EQ(Notifications(), 0u);
+    EXPECT_EQ(Services(Stored()), (std::vector<unsigned long long>{1001, 1002, 1006}));
     EXPECT_FALSE(engine.DeleteOverlappingRemindItems(candidate));
 
     testsupport::ClearStore();
@@ -357,7 +305,6 @@ TEST_F(EngineQueryTest, OverlapSearchTrimsBackToBackMarginsOnlyWhenAsked) {
     before.m_nEndMarginTime = 300;
     Store(before);
     const CRemindInfo candidate = Booking(REMINDER_RESERVE_RECORDING, t, 1005);
-
     std::vector<CRemindInfo> out;
     EXPECT_TRUE(engine.GetOverlappingRemindItems(candidate, out, false));
     EXPECT_EQ(Stored().at(0).m_nEndMarginTime, 300u);
@@ -366,30 +313,36 @@ TEST_F(EngineQueryTest, OverlapSearchTrimsBackToBackMarginsOnlyWhenAsked) {
     EXPECT_EQ(Stored().at(0).m_nEndMarginTime, 0u);
 
     // The same-time check and the deletion always trim.
-    testsupport::ClearStore();
-    Store(before);
+    Restore({before});
     CRemindInfo same;
     EXPECT_FALSE(engine.ExistSameTimeRemindItem(candidate, same));
-    testsupport::ClearStore();
-    Store(before);
+    Restore({before});
     EXPECT_FALSE(engine.DeleteOverlappingRemindItems(candidate));
     EXPECT_EQ(Stored().size(), 1u);
 }
 
-TEST_F(EngineQueryTest, TextOfATimeChangeFailureComesFromTheCatalogue) {
+TEST_F(EngineQueryTest, TextOfARecordingFailureComesFromTheCatalogue) {
     // The build tree's catalogue holds English texts; the C locale translates nothing.
     ASSERT_NE(setlocale(LC_ALL, "C.UTF-8"), nullptr);
     setenv("LANGUAGE", "en", 1);
-    std::string text = "untouched";
-    EXPECT_FALSE(engine.GetTextForTimerRecordingErrorByTimeChange(999, text));
-    EXPECT_EQ(text, "untouched");
-    EXPECT_TRUE(engine.GetTextForTimerRecordingErrorByTimeChange(1000, text));
-    EXPECT_EQ(text, "The recording failed because the TV's time was changed.");
-
+    const std::tuple<unsigned short, bool, const char*, const char*> cases[] = {
+        {1000, true, "The recording failed because the TV's time was changed.",
+         "TV_SID_RECORDING_FAILED_TIME_CONSISTENT_MSG"},
+        {1001, true, "The channel of this recording is no longer available.",
+         "TV_SID_RECORDING_FAILED_CHANNEL_REMOVED_MSG"},
+        {999, false, "untouched", "untouched"},
+        {0, false, "untouched", "untouched"},
+    };
     // Without a catalogue the message id is shown.
-    setenv("REMINDER_LOCALE_DIR", "/nonexistent", 1);
-    EXPECT_TRUE(engine.GetTextForTimerRecordingErrorByTimeChange(1000, text));
-    EXPECT_EQ(text, "TV_SID_RECORDING_FAILED_TIME_CONSISTENT_MSG");
+    for (const char* dir : {REMINDER_BUILD_LOCALE_DIR, "/nonexistent"}) {
+        setenv("REMINDER_LOCALE_DIR", dir, 1);
+        for (const auto& [error, known, text, id] : cases) {
+            std::string out = "untouched";
+            EXPECT_EQ(engine.GetTextForTimerRecordingErrorByTimeChange(error, out), known) << error;
+            EXPECT_EQ(out, dir == std::string("/nonexistent") ? id : text) << error;
+        }
+    }
+    setenv("REMINDER_LOCALE_DIR", REMINDER_BUILD_LOCALE_DIR, 1);
 }
 
 }  // namespace

@@ -5,30 +5,24 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "ReminderAPIImp.h"
-#include "TestSupport.h"
+#include "EngineTest.h"
 #include "system_settings.h"
 
 namespace {
 
 // Wall-clock seconds of a day of November 2026 (the television runs on UTC in these tests).
 // The 26th is a Thursday.
-uint32_t Nov(int day, int hour, int minute = 0) {
-    struct tm tm {};
-    tm.tm_year = 126;
-    tm.tm_mon = 10;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
-    return static_cast<uint32_t>(timegm(&tm));
+constexpr uint32_t Nov(int day, int hour, int minute = 0) {
+    return 1793491200u + static_cast<uint32_t>((day - 1) * 86400 + hour * 3600 + minute * 60);
 }
 
-CRemindInfo Booking(EReserveType type, uint16_t eventId, uint32_t start) {
+CRemindInfo Booking(EReserveType type, uint16_t eventId, uint32_t start,
+                    const char* seriesCrid = "") {
     CRemindInfo item;
     item.m_nReserveType = type;
     item.m_nServiceId = 1001;
@@ -36,30 +30,15 @@ CRemindInfo Booking(EReserveType type, uint16_t eventId, uint32_t start) {
     item.SetStartTime(start);
     item.m_nDuration = 3600;
     item.m_sTitle = "Event " + std::to_string(eventId);
+    item.m_sSeriesCrid = seriesCrid;
     return item;
 }
 
-class EngineUpdateTest : public ::testing::Test {
+class EngineUpdateTest : public testsupport::CEngineTest {
 protected:
     void SetUp() override {
-        testsupport::LoadSampleTelevision();
+        CEngineTest::SetUp();
         tvsim::SetUtcOffset(0);
-        testsupport::ClearStore();
-        tvsim::ClearLogs();
-    }
-
-    void Store(const CRemindInfo& item) { ASSERT_TRUE(engine.t_AddRemindItem(item, false)); }
-
-    std::vector<CRemindInfo> Stored() {
-        std::vector<CRemindInfo> list;
-        engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
-        return list;
-    }
-
-    CRemindInfo Row(unsigned long uid) {
-        CRemindInfo item;
-        EXPECT_TRUE(engine.GetRemindItemByUid(uid, item));
-        return item;
     }
 
     std::vector<int> StoredEvents() {
@@ -67,47 +46,49 @@ protected:
         for (const CRemindInfo& e : Stored()) events.push_back(e.m_nEventId);
         return events;
     }
-
-    static size_t Notifications() { return testsupport::LogLinesContaining(": Notify(").size(); }
-
-    CReminderAPIImp engine;
 };
 
-TEST_F(EngineUpdateTest, RepeatingBookingsMoveToTheirNextDayOverAWeekend) {
-    struct Case {
-        EReminderRepeatType repeat;
-        unsigned char days;  // bit 0 Sunday
-        uint32_t now;
-        uint32_t expected;
-    };
-    const Case cases[] = {
-        {REMINDER_REPEAT_EVERYDAY, 0, Nov(28, 9), Nov(28, 20)},
-        {REMINDER_REPEAT_EVERYDAY, 0, Nov(29, 21), Nov(30, 20)},
-        {REMINDER_REPEAT_MON_FRI, 0, Nov(28, 9), Nov(30, 20)},
-        {REMINDER_REPEAT_MON_FRI, 0, Nov(29, 21), Nov(30, 20)},
-        {REMINDER_REPEAT_MANUAL, 0x14 /* Tue, Thu */, Nov(28, 9), Nov(30, 20) + 86400},
-    };
-    for (const Case& c : cases) {
-        testsupport::ClearStore();
-        // Booked on Thursday for the same evening.
+TEST_F(EngineUpdateTest, PassedBookingsMoveToTheirNextDayOrFail) {
+    constexpr EReserveType kViewing = REMINDER_RESERVE_VIEWING;
+    constexpr EReserveType kWaiting = REMINDER_RESERVE_RECORDING_MONITORED;
+    constexpr EReserveType kFailed = REMINDER_RESERVE_RECORDING_FAILED;
+    constexpr EReminderRepeatType kOnce = REMINDER_REPEAT_NONE;
+    // Booked on Thursday for that evening: its kind, repeat and days (bit 0 Sunday), the
+    // country, the time of the pass, and what it becomes.
+    const std::tuple<EReserveType, EReminderRepeatType, int, int, uint32_t, EReserveType, uint32_t>
+        cases[] = {
+            {kViewing, REMINDER_REPEAT_EVERYDAY, 0, 37, Nov(28, 9), kViewing, Nov(28, 20)},
+            {kViewing, REMINDER_REPEAT_EVERYDAY, 0, 37, Nov(29, 21), kViewing, Nov(30, 20)},
+            {kViewing, REMINDER_REPEAT_MON_FRI, 0, 37, Nov(28, 9), kViewing, Nov(30, 20)},
+            {kViewing, REMINDER_REPEAT_MON_FRI, 0, 37, Nov(29, 21), kViewing, Nov(30, 20)},
+            {kViewing, REMINDER_REPEAT_MANUAL, 0x14, 37, Nov(28, 9), kViewing, Nov(30, 20) + 86400},
+            // In country 7 a recording that may still run (to its padded end) is left alone.
+            {kWaiting, kOnce, 0, 7, Nov(26, 21) - 1, kWaiting, Nov(26, 20)},
+            {kWaiting, kOnce, 0, 7, Nov(26, 21), kFailed, Nov(26, 20)},
+            {kWaiting, kOnce, 0, 37, Nov(26, 20) + 1, kFailed, Nov(26, 20)},
+        };
+    for (const auto& [type, repeat, days, country, now, becomes, start] : cases) {
+        SCOPED_TRACE(std::to_string(repeat) + " in " + std::to_string(country) + " at " +
+                     std::to_string(now));
+        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, country);
         tvsim::SetCurrentTime(Nov(26, 12));
-        CRemindInfo item = Booking(REMINDER_RESERVE_VIEWING, 1, Nov(26, 20));
-        item.m_nManual = 1;
-        item.m_nRepeatType = c.repeat;
-        item.m_cManualRepeat = c.days;
-        Store(item);
-        tvsim::SetCurrentTime(c.now);
-        EXPECT_TRUE(engine.DeletePastRemindItem());
-        ASSERT_EQ(Stored().size(), 1u) << "a repeating viewing is moved, not deleted";
-        EXPECT_EQ(Stored()[0].m_nEventTime, c.expected) << "repeat " << c.repeat << " at " << c.now;
+        CRemindInfo item = Booking(type, 1, Nov(26, 20));
+        item.m_nManual = repeat != kOnce;
+        item.m_nRepeatType = repeat;
+        item.m_cManualRepeat = static_cast<unsigned char>(days);
+        Restore({item});
+        tvsim::SetCurrentTime(now);
+        engine.DeletePastRemindItem();
+        ASSERT_EQ(Stored().size(), 1u) << "moved or failed, not deleted";
+        EXPECT_EQ(Stored()[0].m_nReserveType, becomes);
+        EXPECT_EQ(Stored()[0].m_nEventTime, start);
     }
 }
 
 TEST_F(EngineUpdateTest, MissedRecordingFailsWithItsReasonAndTheCapTakesTheEarliestFailed) {
     tvsim::SetCurrentTime(Nov(27, 12));
     for (uint16_t i = 0; i < 20; ++i) {
-        Store(Booking(REMINDER_RESERVE_RECORDING_FAILED, static_cast<uint16_t>(100 + i),
-                      Nov(20, 8) + 3600u * i));
+        Store(Booking(REMINDER_RESERVE_RECORDING_FAILED, 100 + i, Nov(20, 8) + 3600u * i));
     }
     Store(Booking(REMINDER_RESERVE_RECORDING_MONITORED, 1, Nov(27, 10)));
     Store(Booking(REMINDER_RESERVE_VIEWING, 2, Nov(27, 9)));       // a passed one-off viewing
@@ -121,9 +102,7 @@ TEST_F(EngineUpdateTest, MissedRecordingFailsWithItsReasonAndTheCapTakesTheEarli
     for (const CRemindInfo& e : Stored()) {
         if (e.m_nReserveType != REMINDER_RESERVE_RECORDING_FAILED) continue;
         failed.push_back(e.m_nEventId);
-        if (e.m_nEventId == 1) {
-            EXPECT_EQ(e.m_nErrno, 1000);
-        }
+        EXPECT_TRUE(e.m_nEventId != 1 || e.m_nErrno == 1000) << e.m_nErrno;
     }
     // Still twenty: the earliest failed one (event 100) made room for the missed recording.
     EXPECT_EQ(failed.size(), 20u);
@@ -153,79 +132,44 @@ TEST_F(EngineUpdateTest, PassWhoseWriteDoesNotLandChangesAndAnnouncesNothing) {
     EXPECT_EQ(Notifications(), 0u);
 }
 
-TEST_F(EngineUpdateTest, InCountrySevenARecordingThatMayStillRunIsLeftAlone) {
-    const uint32_t start = Nov(27, 20);
-    const uint32_t paddedEnd = start + 3600;
-    struct Case {
-        int country;
-        uint32_t now;
-        bool fails;
-    };
-    for (const Case& c :
-         {Case{7, paddedEnd - 1, false}, Case{7, paddedEnd, true}, Case{37, start + 1, true}}) {
-        testsupport::ClearStore();
-        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, c.country);
-        Store(Booking(REMINDER_RESERVE_RECORDING_MONITORED, 1, start));
-        tvsim::SetCurrentTime(c.now);
-        engine.DeletePastRemindItem();
-        EXPECT_EQ(Stored().at(0).m_nReserveType == REMINDER_RESERVE_RECORDING_FAILED, c.fails)
-            << "country " << c.country << " at " << c.now;
-    }
-}
-
 TEST_F(EngineUpdateTest, EachExpiryRuleAtItsBoundary) {
-    const uint32_t start = Nov(27, 20);
-    const uint32_t rct = Nov(28, 6);
     constexpr uint32_t k91Days = 7862400;
-    struct Case {
-        const char* name;
-        int country;
-        EReserveType type;
-        bool recommended;
-        const char* seriesCrid;
-        uint16_t seriesId;
-        int64_t expiresAfter;  // -1: never by this rule
-        const char* logged;
-    };
-    const Case cases[] = {
-        {"series from a recommendation", 37, REMINDER_RESERVE_SERIES, true, "crid://s/A", 0xFFFF,
-         rct, "Series booking item from RCT is deleted. RCTExpiryTime=["},
-        {"series", 37, REMINDER_RESERVE_SERIES, false, "crid://s/A", 0xFFFF, start + k91Days,
-         "Series booking item is deleted. ExpiryTime=["},
-        {"programme CRID", 37, REMINDER_RESERVE_RECORDING_CRID, false, "", 0xFFFF, rct,
-         "ProgramCRID item is deleted. ExpiryTime=["},
-        {"failed", 23, REMINDER_RESERVE_RECORDING_FAILED, false, "", 0xFFFF, start,
-         "Failed recording is deleted."},
-        {"failed of a series, 37", 37, REMINDER_RESERVE_RECORDING_FAILED, false, "crid://s/A",
-         0xFFFF, start + k91Days, "Failed series recording is deleted."},
-        {"failed, 37", 37, REMINDER_RESERVE_RECORDING_FAILED, false, "", 0xFFFF, -1, ""},
-        {"failed of a numbered series", 23, REMINDER_RESERVE_RECORDING_FAILED, false, "", 4, -1,
-         ""},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        testsupport::ClearStore();
-        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, c.country);
-        CRemindInfo item = Booking(c.type, 1, start);
-        item.m_bRecommended = c.recommended;
+    const uint32_t start = Nov(27, 20), rct = Nov(28, 6), late = start + k91Days;
+    constexpr EReserveType kFailed = REMINDER_RESERVE_RECORDING_FAILED;
+    // Country, kind, from a recommendation, series CRID and number; the last second it is kept
+    // and the line that says it went (nullptr: kept for ever).
+    const std::tuple<int, EReserveType, bool, const char*, uint16_t, uint32_t, const char*>
+        cases[] = {
+            {37, REMINDER_RESERVE_SERIES, true, "crid://s/A", 0xFFFF, rct,
+             "Series booking item from RCT is deleted. RCTExpiryTime=["},
+            {37, REMINDER_RESERVE_SERIES, false, "crid://s/A", 0xFFFF, late,
+             "Series booking item is deleted. ExpiryTime=["},
+            {37, REMINDER_RESERVE_RECORDING_CRID, false, "", 0xFFFF, rct,
+             "ProgramCRID item is deleted. ExpiryTime=["},
+            {23, kFailed, false, "", 0xFFFF, start, "Failed recording is deleted."},
+            {37, kFailed, false, "crid://s/A", 0xFFFF, late, "Failed series recording is deleted."},
+            {37, kFailed, false, "", 0xFFFF, late + k91Days, nullptr},
+            {23, kFailed, false, "", 4, late + k91Days, nullptr},  // of a numbered series
+        };
+    for (const auto& [country, type, recommended, seriesCrid, seriesId, last, logged] : cases) {
+        SCOPED_TRACE(std::to_string(type) + " in " + std::to_string(country));
+        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, country);
+        CRemindInfo item = Booking(type, 1, start);
+        item.m_bRecommended = recommended;
         item.m_nRCTExpiryTime = rct;
-        item.m_sSeriesCrid = c.seriesCrid;
-        item.m_nSeriesId = c.seriesId;
+        item.m_sSeriesCrid = seriesCrid;
+        item.m_nSeriesId = seriesId;
         tvsim::SetCurrentTime(start - 3600);
-        Store(item);
-        const uint32_t limit =
-            c.expiresAfter < 0 ? start + 2 * k91Days : static_cast<uint32_t>(c.expiresAfter);
-        tvsim::SetCurrentTime(limit);
+        Restore({item});
+        tvsim::SetCurrentTime(last);
         EXPECT_TRUE(engine.DeleteExpiredItem());
         EXPECT_EQ(Stored().size(), 1u) << "kept up to its expiry";
         tvsim::ClearLogs();
-        tvsim::SetCurrentTime(limit + 1);
+        tvsim::SetCurrentTime(last + 1);
         EXPECT_TRUE(engine.DeleteExpiredItem());
-        EXPECT_EQ(Stored().size(), c.expiresAfter < 0 ? 1u : 0u);
-        EXPECT_EQ(Notifications(), c.expiresAfter < 0 ? 0u : 1u);
-        if (c.expiresAfter >= 0) {
-            EXPECT_FALSE(testsupport::LogLinesContaining(c.logged).empty());
-        }
+        EXPECT_EQ(Stored().size(), logged == nullptr ? 1u : 0u);
+        EXPECT_EQ(Notifications(), logged == nullptr ? 0u : 1u);
+        EXPECT_TRUE(logged == nullptr || !testsupport::LogLinesContaining(logged).empty());
     }
 }
 
@@ -238,7 +182,6 @@ TEST_F(EngineUpdateTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
     item.m_nRepeatType = REMINDER_REPEAT_EVERYDAY;
     Store(item);
     tvsim::SetCurrentTime(Nov(27, 22));
-
     tvsim::SetServiceRecording(1001, true);
     EXPECT_TRUE(engine.DeleteExpiredItem());
     EXPECT_EQ(Stored().at(0).m_nReserveType, REMINDER_RESERVE_RECORDING_CRID);
@@ -254,18 +197,14 @@ TEST_F(EngineUpdateTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
     EXPECT_EQ(after[0].m_nEventTime, Nov(28, 20));
 }
 
-TEST_F(EngineUpdateTest, DeletingOneEpisodeDeletesItsSeries) {
+TEST_F(EngineUpdateTest, DeletingByListTakesWholeSeriesAndDeleteAllKeepsRemoteChannels) {
     tvsim::SetCurrentTime(Nov(27, 12));
-    auto ofSeries = [](EReserveType type, uint16_t eventId, const char* crid) {
-        CRemindInfo item = Booking(type, eventId, Nov(27, 14) + 3600u * eventId);
-        item.m_sSeriesCrid = crid;
-        return item;
-    };
-    Store(ofSeries(REMINDER_RESERVE_SERIES, 1, "crid://s/Detective"));
-    Store(ofSeries(REMINDER_RESERVE_RECORDING_MONITORED, 2, "CRID://S/DETECTIVE"));
-    Store(ofSeries(REMINDER_RESERVE_RECORDING_MONITORED, 3, "crid://s/Detective"));
-    Store(ofSeries(REMINDER_RESERVE_RECORDING_FAILED, 4, "crid://s/Other"));
-    Store(ofSeries(REMINDER_RESERVE_RECORDING_MONITORED, 5, "crid://s/Other"));
+    const uint32_t t = Nov(27, 14);
+    Restore({Booking(REMINDER_RESERVE_SERIES, 1, t + 3600, "crid://s/Detective"),
+             Booking(REMINDER_RESERVE_RECORDING_MONITORED, 2, t + 7200, "CRID://S/DETECTIVE"),
+             Booking(REMINDER_RESERVE_RECORDING_MONITORED, 3, t + 10800, "crid://s/Detective"),
+             Booking(REMINDER_RESERVE_RECORDING_FAILED, 4, t + 14400, "crid://s/Other"),
+             Booking(REMINDER_RESERVE_RECORDING_MONITORED, 5, t + 18000, "crid://s/Other")});
     Store(Booking(REMINDER_RESERVE_VIEWING, 6, Nov(27, 15)));
     std::vector<unsigned long> uids;
     for (const CRemindInfo& e : Stored()) {
@@ -273,84 +212,71 @@ TEST_F(EngineUpdateTest, DeletingOneEpisodeDeletesItsSeries) {
     }
     tvsim::ClearLogs();
     EXPECT_TRUE(engine.DeleteRemindItems(uids));
-    // The failed episode goes alone; the other series stays.
+    // One episode takes its series; the failed episode goes alone; the other series stays.
     EXPECT_EQ(StoredEvents(), (std::vector<int>{5}));
     EXPECT_EQ(Notifications(), 1u);
     std::vector<unsigned long> none;
     EXPECT_FALSE(engine.DeleteRemindItems(none));
-}
 
-TEST_F(EngineUpdateTest, DeleteAllKeepsBookingsOnARemoteChannel) {
-    EXPECT_FALSE(engine.DeleteAllRemindItem());
-    for (uint16_t i = 1; i <= 3; ++i) {
-        CRemindInfo item = Booking(REMINDER_RESERVE_VIEWING, i, Nov(27, 20) + 3600u * i);
-        item.m_bRemoteChannel = i == 2;
-        Store(item);
-    }
+    CRemindInfo remote = Booking(REMINDER_RESERVE_VIEWING, 2, Nov(27, 20));
+    remote.m_bRemoteChannel = true;
+    Store(remote);
     EXPECT_TRUE(engine.DeleteAllRemindItem());
     EXPECT_EQ(StoredEvents(), (std::vector<int>{2}));
+    testsupport::ClearStore();
+    EXPECT_FALSE(engine.DeleteAllRemindItem());
 }
 
 TEST_F(EngineUpdateTest, DeleteMatchingByEachKey) {
+    // 1: digital, 2: analogue air, 3: analogue cable.
+    CRemindInfo digital = Booking(REMINDER_RESERVE_VIEWING, 1, Nov(27, 20), "crid://s/1");
+    digital.m_nChannelType = REMINDER_CHANNEL_TYPE_DTV;
+    digital.m_sProgramCrid = "CRID://a/p1";
+    digital.m_sGroupCrid = "CRID://G/1";
+    CRemindInfo air = Booking(REMINDER_RESERVE_RECORDING_MONITORED, 2, Nov(27, 21));
+    air.m_nServiceId = 2001;
+    air.m_nChannelType = REMINDER_CHANNEL_TYPE_ATV;
+    air.m_nMajor = 7;
+    air.m_nMinor = 0;
+    air.m_nSource = 3;
+    air.m_nStreamType = REMINDER_STREAM_VIRTUAL;
+    air.m_sProgramCrid = "crid://a/P1";
+    CRemindInfo cable = Booking(REMINDER_RESERVE_RECORDING_MONITORED, 3, Nov(27, 22));
+    cable.m_nServiceId = 2002;
+    cable.m_nChannelType = REMINDER_CHANNEL_TYPE_CATV;
+    cable.m_nMajor = 8;
+    cable.m_sGroupCrid = "crid://g/1";
+
     const unsigned long long service = 2001;
     const unsigned short channel[2] = {7, 0};
-    const int recordingType = REMINDER_RESERVE_RECORDING_MONITORED;
-    const int source = 3;
+    const int recording = REMINDER_RESERVE_RECORDING_MONITORED, source = 3;
     const int stream = REMINDER_STREAM_VIRTUAL;
-    const std::string programCrid = "crid://A/P1";
-    const std::string groupCrid = "crid://g/1";
-    const std::string seriesCrid = "CRID://S/1";
-    const std::string empty;
-    struct Case {
-        EDeleteType type;
-        const void* value;
-        EChannelType channelType;
-        std::vector<int> left;
-    };
-    const Case cases[] = {
-        {REM_DELETE_BY_SERVICE_ID, &service, REMINDER_CHANNEL_TYPE_ALL, {1, 3}},
+    const std::string program = "crid://A/P1", group = "crid://g/1", series = "CRID://S/1", none;
+    constexpr EChannelType kAll = REMINDER_CHANNEL_TYPE_ALL;
+    // The key, its value, the channel type, and the bookings left.
+    const std::tuple<EDeleteType, const void*, EChannelType, std::vector<int>> cases[] = {
+        {REM_DELETE_BY_SERVICE_ID, &service, kAll, {1, 3}},
         {REM_DELETE_BY_SERVICE_ID, &service, REMINDER_CHANNEL_TYPE_DTV, {1, 2, 3}},
-        {REM_DELETE_BY_CHANNEL, channel, REMINDER_CHANNEL_TYPE_ALL, {1, 3}},
-        {REM_DELETE_BY_RESERVE_TYPE, &recordingType, REMINDER_CHANNEL_TYPE_ALL, {1}},
-        {REM_DELETE_BY_PROGRAM_CRID, &programCrid, REMINDER_CHANNEL_TYPE_ALL, {3}},
+        {REM_DELETE_BY_CHANNEL, channel, kAll, {1, 3}},
+        {REM_DELETE_BY_RESERVE_TYPE, &recording, kAll, {1}},
+        {REM_DELETE_BY_PROGRAM_CRID, &program, kAll, {3}},
         // Air and cable analogue channels are one map.
-        {REM_DELETE_BY_PROGRAM_CRID, &programCrid, REMINDER_CHANNEL_TYPE_CATV, {1, 3}},
-        {REM_DELETE_BY_PROGRAM_CRID, &empty, REMINDER_CHANNEL_TYPE_ALL, {1, 2, 3}},
-        {REM_DELETE_BY_GROUP_CRID, &groupCrid, REMINDER_CHANNEL_TYPE_ALL, {2}},
-        {REM_DELETE_BY_SOURCE, &source, REMINDER_CHANNEL_TYPE_ALL, {1, 3}},
-        {REM_DELETE_BY_STREAM_TYPE, &stream, REMINDER_CHANNEL_TYPE_ALL, {1, 3}},
-        {REM_DELETE_BY_SERIES_CRID, &seriesCrid, REMINDER_CHANNEL_TYPE_ALL, {2, 3}},
+        {REM_DELETE_BY_PROGRAM_CRID, &program, REMINDER_CHANNEL_TYPE_CATV, {1, 3}},
+        {REM_DELETE_BY_PROGRAM_CRID, &none, kAll, {1, 2, 3}},
+        {REM_DELETE_BY_GROUP_CRID, &group, kAll, {2}},
+        {REM_DELETE_BY_SOURCE, &source, kAll, {1, 3}},
+        {REM_DELETE_BY_STREAM_TYPE, &stream, kAll, {1, 3}},
+        {REM_DELETE_BY_SERIES_CRID, &series, kAll, {2, 3}},
     };
-    for (const Case& c : cases) {
-        testsupport::ClearStore();
-        // 1: digital, 2: analogue air, 3: analogue cable.
-        CRemindInfo digital = Booking(REMINDER_RESERVE_VIEWING, 1, Nov(27, 20));
-        digital.m_nChannelType = REMINDER_CHANNEL_TYPE_DTV;
-        digital.m_sProgramCrid = "CRID://a/p1";
-        digital.m_sGroupCrid = "CRID://G/1";
-        digital.m_sSeriesCrid = "crid://s/1";
-        CRemindInfo air = Booking(REMINDER_RESERVE_RECORDING_MONITORED, 2, Nov(27, 21));
-        air.m_nServiceId = 2001;
-        air.m_nChannelType = REMINDER_CHANNEL_TYPE_ATV;
-        air.m_nMajor = 7;
-        air.m_nMinor = 0;
-        air.m_nSource = 3;
-        air.m_nStreamType = REMINDER_STREAM_VIRTUAL;
-        air.m_sProgramCrid = "crid://a/P1";
-        CRemindInfo cable = Booking(REMINDER_RESERVE_RECORDING_MONITORED, 3, Nov(27, 22));
-        cable.m_nServiceId = 2002;
-        cable.m_nChannelType = REMINDER_CHANNEL_TYPE_CATV;
-        cable.m_nMajor = 8;
-        cable.m_sGroupCrid = "crid://g/1";
-        for (const CRemindInfo& item : {digital, air, cable}) Store(item);
+    for (const auto& [type, value, channelType, left] : cases) {
+        Restore({digital, air, cable});
         tvsim::ClearLogs();
-        const bool deleted = engine.DeleteMatchingRemindItems(c.type, c.value, c.channelType, true);
-        EXPECT_EQ(StoredEvents(), c.left) << "key " << c.type << ", channel type " << c.channelType;
-        EXPECT_EQ(deleted, c.left.size() < 3);
+        const bool deleted = engine.DeleteMatchingRemindItems(type, value, channelType, true);
+        EXPECT_EQ(StoredEvents(), left) << "key " << type << ", channel type " << channelType;
+        EXPECT_EQ(deleted, left.size() < 3);
         EXPECT_EQ(Notifications(), deleted ? 1u : 0u);
     }
-    EXPECT_FALSE(engine.DeleteMatchingRemindItems(REM_DELETE_BY_SERVICE_ID, nullptr,
-                                                  REMINDER_CHANNEL_TYPE_ALL, true));
+    EXPECT_FALSE(engine.DeleteMatchingRemindItems(REM_DELETE_BY_SERVICE_ID, nullptr, kAll, true));
 }
 
 TEST_F(EngineUpdateTest, RecordingIsReadyThenRecordingThenFailedOrDelayed) {
@@ -360,8 +286,7 @@ TEST_F(EngineUpdateTest, RecordingIsReadyThenRecordingThenFailedOrDelayed) {
     ASSERT_TRUE(engine.GetRecordReadyRemindItem(taken));
     EXPECT_EQ(taken.m_nEventId, 1) << "the earliest ready one first";
     EXPECT_EQ(Row(taken.m_nUid).m_nReserveType, REMINDER_RESERVE_RECORDING_IN_PROGRESS);
-    taken.m_bRecording = true;
-    taken.m_bAlarmed = true;
+    taken.m_bRecording = taken.m_bAlarmed = true;
     ASSERT_TRUE(engine.UpdateRemindItemByUid(taken.m_nUid, taken, false, false, false));
     std::vector<CRemindInfo> current;
     ASSERT_TRUE(engine.GetCurrentRecordingItems(current));
@@ -389,10 +314,9 @@ TEST_F(EngineUpdateTest, LifeCycleRefusalsLeaveTheRowAsItWas) {
     for (const EReserveType type :
          {REMINDER_RESERVE_VIEWING, REMINDER_RESERVE_RECORDING_MONITORED,
           REMINDER_RESERVE_RECORDING_READY, REMINDER_RESERVE_RECORDING_FAILED}) {
-        testsupport::ClearStore();
         CRemindInfo item = Booking(type, 1, Nov(27, 20));
         item.m_bRecording = true;  // the flag alone does not make a running recording
-        Store(item);
+        Restore({item});
         const CRemindInfo before = Stored().at(0);
         tvsim::ClearLogs();
         EXPECT_FALSE(engine.TransRecording2Fail(before.m_nUid, 5)) << type;
@@ -407,13 +331,11 @@ TEST_F(EngineUpdateTest, LifeCycleRefusalsLeaveTheRowAsItWas) {
 
 TEST_F(EngineUpdateTest, FinishedRecordingOfASplitEventTakesAllItsParts) {
     for (uint16_t part = 1; part <= 3; ++part) {
-        CRemindInfo item =
-            Booking(REMINDER_RESERVE_RECORDING_MONITORED, part, Nov(27, 20) + 3600u * part);
+        CRemindInfo item = Booking(part == 2 ? REMINDER_RESERVE_RECORDING_IN_PROGRESS
+                                             : REMINDER_RESERVE_RECORDING_MONITORED,
+                                   part, Nov(27, 20) + 3600u * part);
         item.m_sProgramCrid = "crid://t/Film#1";
-        if (part == 2) {
-            item.m_nReserveType = REMINDER_RESERVE_RECORDING_IN_PROGRESS;
-            item.m_bRecording = true;
-        }
+        item.m_bRecording = part == 2;
         Store(item);
     }
     Store(Booking(REMINDER_RESERVE_VIEWING, 4, Nov(27, 20)));
