@@ -18,9 +18,17 @@ void LoadTv(const std::string& json) {
     ASSERT_TRUE(tvsim::LoadProfile(json, &error)) << error;
 }
 
-const char* const kChannels = R"("channels": [
-    {"service_id": 4294967297, "major": 7, "minor": 1, "ptc": 30, "channel_type": 2},
-    {"service_id": 4294967298, "minor": 2, "channel_type": 2}])";
+// UTF-16 text as a broadcast carries it: the bytes of each unit high byte first in memory.
+std::vector<unsigned short> BroadcastUnits(const std::vector<unsigned char>& bytes) {
+    std::vector<unsigned short> units(bytes.size() / 2);
+    std::memcpy(units.data(), bytes.data(), 2 * units.size());
+    return units;
+}
+
+int g_calls = 0;
+void WeightedCallback(EProgramChangeType, TCProgramData*, void* data) {
+    g_calls += *static_cast<int*>(data);
+}
 
 }  // namespace
 
@@ -53,14 +61,6 @@ TEST(ReminderProbe, SettingsProbesAndTheirFailureAnswers) {
     EXPECT_FALSE(CReminderAPIUtil::FlagZiggoVODRunning());
 }
 
-TEST(ReminderProbe, AntennaModeByChannelType) {
-    const int expected[] = {-1, 0, 0, 1, 1, -1, -1, 2, -1};  // channel types 0..8
-    for (int type = 0; type <= 8; ++type) {
-        EXPECT_EQ(CReminderAPIUtil::GetAntennaMode(static_cast<EChannelType>(type)), expected[type])
-            << type;
-    }
-}
-
 TEST(ReminderProbe, RecorderProbes) {
     LoadTv(R"({"pvr": {"remaining_time": {"0": 3600, "1": 60}, "recording_services": [4294967297]},
                "tv_mode": [2, 12], "crid_support": 1})");
@@ -87,7 +87,10 @@ TEST(ReminderProbe, RecorderProbes) {
     EXPECT_FALSE(CReminderAPIUtil::FlagSupportCRID());
 }
 
-TEST(ReminderProbe, ScreenAndPowerState) {
+TEST(ReminderProbe, ScreenPowerStateAndAntennaMode) {
+    const int antenna[] = {-1, 0, 0, 1, 1, -1, -1, 2, -1};  // channel types 0..8
+    for (int type = 0; type <= 8; ++type)
+        EXPECT_EQ(CReminderAPIUtil::GetAntennaMode(EChannelType(type)), antenna[type]) << type;
     LoadTv(R"({"current_source": 0, "pc_mode": 1, "power_state": 1,
                "running_apps": ["org.example.app"]})");
     EXPECT_EQ(CReminderAPIUtil::GetCurrentSource(), 0);
@@ -107,20 +110,10 @@ TEST(ReminderProbe, ScreenAndPowerState) {
     EXPECT_FALSE(CReminderAPIUtil::FlagPCModeRunning());
 }
 
-TEST(ReminderStrings, CaseHelpers) {
+TEST(ReminderStrings, CaseAndBroadcastUnicode) {
     EXPECT_EQ(CReminderAPIUtil::CompareStrIgnoringCase("Abc", "aBC"), 0);
     EXPECT_LT(CReminderAPIUtil::CompareStrIgnoringCase("ab", "abc"), 0);
     EXPECT_LT(CReminderAPIUtil::CompareStrIgnoringCase("B", "ca"), 0);
-}
-
-// UTF-16 text as a broadcast carries it: the bytes of each unit high byte first in memory.
-std::vector<unsigned short> BroadcastUnits(const std::vector<unsigned char>& bytes) {
-    std::vector<unsigned short> units(bytes.size() / 2);
-    std::memcpy(units.data(), bytes.data(), 2 * units.size());
-    return units;
-}
-
-TEST(ReminderStrings, UnicodeToUTF8ReadsTheBytesAsTheyLie) {
     // "A" given as the bytes 00 41 is "A" on any host, not U+4100.
     std::vector<unsigned short> a = BroadcastUnits({0x00, 0x41});
     EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(a.size(), a.data()), "A");
@@ -138,7 +131,9 @@ TEST(ReminderStrings, UnicodeToUTF8ReadsTheBytesAsTheyLie) {
 }
 
 TEST(ReminderChannel, FindChannelByBookingAndProgramText) {
-    LoadTv(std::string("{") + kChannels + "}");
+    LoadTv(R"({"channels": [
+        {"service_id": 4294967297, "major": 7, "minor": 1, "ptc": 30, "channel_type": 2},
+        {"service_id": 4294967298, "minor": 2, "channel_type": 2}]})");
     CRemindInfo item;
     item.m_nServiceId = 4294967297ULL;
     TCServiceData service;
@@ -160,17 +155,9 @@ TEST(ReminderChannel, FindChannelByBookingAndProgramText) {
     program.SetServiceId(4294967298ULL);
     EXPECT_EQ(CReminderAPIUtil::ProgramToString(program),
               "program [EventId=65535, ProgramCrid='', SeriesCrid= StartTime=0, Major=65535]");
-    // Unknown channel.
-    program.SetServiceId(99);
+    program.SetServiceId(99);  // unknown channel
     EXPECT_EQ(CReminderAPIUtil::ProgramToString(program), "");
 }
-
-namespace {
-int g_calls = 0;
-void WeightedCallback(EProgramChangeType, TCProgramData*, void* data) {
-    g_calls += *static_cast<int*>(data);
-}
-}  // namespace
 
 TEST(ReminderMonitoring, OneSubscriberPerProcess) {
     LoadTv(R"({"monitoring_type": 1, "programmes": [{"service_id": 5, "event_id": 9, "start": 100,
@@ -179,8 +166,7 @@ TEST(ReminderMonitoring, OneSubscriberPerProcess) {
     EXPECT_FALSE(CReminderAPIUtil::FlagProgramMonitoringSupported());
 
     // The first callback stays, with its data.
-    int weight = 1;
-    int otherWeight = 10;
+    int weight = 1, otherWeight = 10;
     EXPECT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(WeightedCallback, &weight));
     EXPECT_FALSE(CReminderAPIUtil::CreateProgramSubscriber(WeightedCallback, &otherWeight));
     ASSERT_TRUE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 5, 9));
