@@ -50,8 +50,10 @@ TEST(EngineKindsTest, ScheduledAndRecordingKinds) {
     const std::set<int> recording = {1, 2, 7, 11};
     for (int type : {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 15, 255, INT_MAX}) {
         SCOPED_TRACE(type);
-        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForScheduled(type), scheduled.count(type));
-        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForRecording(type), recording.count(type));
+        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForScheduled(type),
+                  scheduled.count(type) == 1);
+        EXPECT_EQ(CReminderAPIImp::m_FlagReserveTypeIsForRecording(type),
+                  recording.count(type) == 1);
     }
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <optional>
 #include <string>
 #include <thread>
@@ -24,7 +23,6 @@ CRemindInfo Recording(uint32_t uid, unsigned short eventId) {
     item.m_nEventId = eventId;
     item.m_nUTCStartTime = 1795460400;
     item.m_nUTCDuration = 3600;
-    item.m_nManual = 0;
     item.m_nReserveType = REMINDER_RESERVE_RECORDING_MONITORED;
     return item;
 }
@@ -45,15 +43,6 @@ void FollowFromCallback(EProgramChangeType, TCProgramData* program, void*) {
     CReminderAPIUtil::CancelMonitorProgram(own);
     CReminderAPIUtil::CancelMonitorCRID("crid://example.com/from-callback");
     ++g_changes;
-}
-
-std::atomic<int> g_scriptedEvent{0};
-std::atomic<unsigned long> g_scriptedStart{0};
-
-void RecordScripted(EProgramChangeType type, TCProgramData* program, void*) {
-    if (type != PROGRAM_CHANGE_START_TIME) return;
-    g_scriptedStart = program->StartTime();
-    g_scriptedEvent = program->EventId();
 }
 
 }  // namespace
@@ -178,26 +167,4 @@ TEST(ProgramMonitorThreads, ChangesArriveWhileTheMainThreadMonitorsAndCancels) {
     EXPECT_FALSE(g_onMainThread.load());
     EXPECT_EQ(cancelled, 200);
     EXPECT_TRUE(tvsim::Subscriptions().empty());
-}
-
-// The broadcaster's scripted changes reach only the programmes someone follows.
-TEST(ProgramMonitor, AScriptedChangeReachesAFollowedProgrammeOnly) {
-    std::string error;
-    ASSERT_TRUE(tvsim::LoadProfile(R"({"monitoring_type": 1, "programmes": [
-        {"service_id": 1001, "event_id": 103, "start": 1000, "duration": 600,
-         "series_crids": ["crid://example.com/Series"]},
-        {"service_id": 1001, "event_id": 104, "start": 2000, "duration": 600}],
-        "programme_changes": [
-        {"after": 0, "type": 1, "service_id": 1001, "event_id": 104, "start": 2300},
-        {"after": 0, "type": 1, "service_id": 1001, "event_id": 103, "start": 1300}]})",
-                                   &error))
-        << error;
-    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(RecordScripted, nullptr));
-    // Followed by its series, in another case.
-    ASSERT_TRUE(CReminderAPIUtil::MonitorCRID("CRID://EXAMPLE.COM/SERIES"));
-    for (int i = 0; i < 500 && g_scriptedEvent == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_EQ(g_scriptedEvent.load(), 103);
-    EXPECT_EQ(g_scriptedStart.load(), 1300u);
 }

@@ -9,16 +9,13 @@
 
 namespace {
 
-constexpr uint32_t kDay = 86400;
-constexpr uint32_t kHour = 3600;
+constexpr uint32_t kDay = 86400, kHour = 3600;
 // Monday 2026-11-23 00:00, in the television's local clock as items keep it.
 constexpr uint32_t kMonday = 1795392000u;
 
-constexpr EReminderRepeatType kOnce = REMINDER_REPEAT_NONE;
-constexpr EReminderRepeatType kDaily = REMINDER_REPEAT_EVERYDAY;
-constexpr EReminderRepeatType kMonFri = REMINDER_REPEAT_MON_FRI;
-constexpr EReminderRepeatType kWeekend = REMINDER_REPEAT_WEEKEND;
-constexpr EReminderRepeatType kManual = REMINDER_REPEAT_MANUAL;
+constexpr auto kOnce = REMINDER_REPEAT_NONE, kDaily = REMINDER_REPEAT_EVERYDAY;
+constexpr auto kMonFri = REMINDER_REPEAT_MON_FRI, kWeekend = REMINDER_REPEAT_WEEKEND;
+constexpr auto kManual = REMINDER_REPEAT_MANUAL;
 
 uint32_t At(int day, uint32_t hour, uint32_t minute = 0) {
     return kMonday + static_cast<uint32_t>(day) * kDay + hour * kHour + minute * 60;
