@@ -162,7 +162,7 @@ TEST_F(EngineAddTest, SeriesBookingStoresBaseEntryAndEveryEpisodeOnce) {
     series.m_sSeriesCrid = "crid://broadcaster.example/Series/DETECTIVE";
     ASSERT_TRUE(Add(series));
     // The base entry (moved on to its next showing) and three episodes.
-    EXPECT_EQ(Kept(), "103:2 104:2 105:2 103:9");
+    EXPECT_EQ(Kept(), "103:2 121:2 138:2 103:9");
     for (const CRemindInfo& e : Stored())
         EXPECT_EQ(e.SeriesCrid(), "crid://broadcaster.example/series/detective");
     // The booked programme came twice (on its own and by CRID) but is stored once.
