@@ -123,34 +123,4 @@ TEST_F(EngineStoreTest, FailedItemCapDeletesTheEarliestFailedOneAtATime) {
     EXPECT_EQ(CReminderAPIImpTestPeer::NumOfFailed(engine), 24);
 }
 
-TEST_F(EngineStoreTest, ListsByKindAndOrder) {
-    // Titles sort the other way round from the start times.
-    const EReserveType types[] = {REMINDER_RESERVE_RECORDING_MONITORED, REMINDER_RESERVE_SERIES,
-                                  REMINDER_RESERVE_RECORDING_FAILED, REMINDER_RESERVE_VIEWING,
-                                  REMINDER_RESERVE_NONE};
-    for (uint16_t i = 0; i < 5; ++i) {
-        CRemindInfo item = Booking(types[i], i + 1, kLocalNow + 100u * (5 - i));
-        item.m_bRecordListBooking = i == 0;
-        Store(item);
-    }
-    std::vector<CRemindInfo> out;
-    auto events = [&out] {
-        std::string all;
-        for (const CRemindInfo& e : out) all += std::to_string(e.m_nEventId);
-        return all;
-    };
-    int count = -1;
-    // Record-list bookings and unbooked items never appear; series entries only in "all".
-    EXPECT_TRUE(
-        engine.GetRemindItemsByType(count, out, REM_EXTRACT_ALL_BOOKINGS, REM_ORDER_BY_TITLE));
-    EXPECT_EQ(count, 3);
-    EXPECT_EQ(events(), "234");
-    EXPECT_TRUE(engine.GetRemindItemsByType(REM_EXTRACT_SCHEDULED, out));
-    EXPECT_EQ(events(), "4");
-    EXPECT_TRUE(engine.GetRemindItemsByType(REM_EXTRACT_FAILED, out));
-    EXPECT_EQ(events(), "3");
-    EXPECT_FALSE(engine.GetRemindItemsByType(static_cast<EExtractType>(5), out));
-    EXPECT_TRUE(out.empty());
-}
-
 }  // namespace

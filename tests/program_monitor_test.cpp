@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "RemindInfo.h"
@@ -104,14 +105,9 @@ TEST(ProgramMonitor, NeedPvrStopInEachBranch) {
     const auto inProgress = REMINDER_RESERVE_RECORDING_IN_PROGRESS;
     const auto monitored = REMINDER_RESERVE_RECORDING_MONITORED;
     const std::nullopt_t refused = std::nullopt;
-    const struct Case {
-        const char* name;
-        std::optional<int> monitoringType, source;
-        EReserveType reserveType;
-        int manual;
-        bool needStop;
-        const char* logged;
-    } cases[] = {
+    using Row = std::tuple<const char*, std::optional<int>, std::optional<int>, EReserveType, int,
+                           bool, const char*>;  // monitoring type, source, ..., manual, ..., log
+    const Row cases[] = {
         {"no monitoring", 0, 0, inProgress, 0, true, unsupported},
         {"type refused", refused, 0, inProgress, 0, true, unsupported},
         {"running status on the TV source", 1, 0, inProgress, 0, false,
@@ -123,16 +119,17 @@ TEST(ProgramMonitor, NeedPvrStopInEachBranch) {
         {"EIT monitoring", 2, 0, inProgress, 0, false, supported},
         {"EIT monitoring, manual", 2, 0, inProgress, 1, true, nullptr},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, monitoringType, source, reserveType, manual, needStop, logged] :
+         cases) {
+        SCOPED_TRACE(name);
         tvsim::ClearLogs();
-        tvsim::SetMonitoringType(c.monitoringType);
-        tvsim::SetCurrentSource(c.source);
+        tvsim::SetMonitoringType(monitoringType);
+        tvsim::SetCurrentSource(source);
         CRemindInfo item = Recording(3, 104);
-        item.m_nReserveType = c.reserveType;
-        item.m_nManual = c.manual;
-        EXPECT_EQ(CReminderAPIUtil::NeedPVRStop(item), c.needStop);
-        if (c.logged != nullptr) EXPECT_TRUE(testsupport::Logged(c.logged));
+        item.m_nReserveType = reserveType;
+        item.m_nManual = manual;
+        EXPECT_EQ(CReminderAPIUtil::NeedPVRStop(item), needStop);
+        EXPECT_TRUE(logged == nullptr || testsupport::Logged(logged));
     }
     // The first call made the subscriber, with no callback: a client that comes later is
     // refused, and a change reaches no one.

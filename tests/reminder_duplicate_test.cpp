@@ -2,6 +2,7 @@
 // the repeat-rule table, and the sort predicates.
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "ReminderAPIUtil.h"
@@ -58,24 +59,15 @@ TEST_F(DuplicateTest, RangeOverlapHasExclusiveEndsButEqualStartsAlwaysMeet) {
     EXPECT_FALSE(CReminderAPIUtil::m_CheckDupTime(100, 100, 160, 160));
 }
 
-// One cell of the repeat table: the list item and the compared item, each an hour from the
-// given start, and the answer.
-struct SRepeatCase {
-    const char* name;
-    EReminderRepeatType listRepeat;
-    unsigned char listDays;
-    uint32_t listStart;
-    EReminderRepeatType cmpRepeat;
-    unsigned char cmpDays;
-    uint32_t cmpStart;
-    bool expected;
-};
-
 TEST_F(DuplicateTest, RepeatTableRowByRow) {
     const auto r5 = static_cast<EReminderRepeatType>(5);
     const auto negative = static_cast<EReminderRepeatType>(-1);
     const uint32_t tue = 0x04, wed = 0x08, sat = 0x40, sun = 0x01;
-    const SRepeatCase cases[] = {
+    // One cell per row: the list item's rule, days and start, the compared item's, each an hour
+    // long, and the answer.
+    using Row = std::tuple<const char*, EReminderRepeatType, unsigned char, uint32_t,
+                           EReminderRepeatType, unsigned char, uint32_t, bool>;
+    const Row cases[] = {
         // A one-off candidate.
         {"once/once same day", kOnce, 0, At(0, 20), kOnce, 0, At(0, 20, 30), true},
         {"once/once a week later", kOnce, 0, At(0, 20), kOnce, 0, At(7, 20), false},
@@ -138,12 +130,13 @@ TEST_F(DuplicateTest, RepeatTableRowByRow) {
         {"negative/daily", negative, 0, At(0, 20), kDaily, 0, At(9, 20), true},
         {"daily/negative", kDaily, 0, At(0, 20), negative, 0, At(9, 20), false},
     };
-    for (const SRepeatCase& c : cases) {
-        EXPECT_EQ(CReminderAPIUtil::m_IsRepeatDup(c.listStart, c.listStart + kHour, c.listRepeat,
-                                                  c.listDays, c.cmpStart, c.cmpStart + kHour,
-                                                  c.cmpRepeat, c.cmpDays),
-                  c.expected)
-            << c.name;
+    for (const auto& [name, listRepeat, listDays, listStart, cmpRepeat, cmpDays, cmpStart,
+                      expected] : cases) {
+        EXPECT_EQ(
+            CReminderAPIUtil::m_IsRepeatDup(listStart, listStart + kHour, listRepeat, listDays,
+                                            cmpStart, cmpStart + kHour, cmpRepeat, cmpDays),
+            expected)
+            << name;
     }
 }
 
@@ -154,11 +147,7 @@ TEST_F(DuplicateTest, StoredItemAgainstCandidate) {
     // A five-minute time margin moves the start to 19:55, into a one-off ending at 19:58.
     const CRemindInfo widened = Margins(Rec(At(0, 20)), 300, 0);
     const CRemindInfo before = Rec(At(0, 19), kOnce, 0, 58 * 60);
-    const struct {
-        const char* name;
-        CRemindInfo list, cmp;
-        bool expected;
-    } cases[] = {
+    const std::tuple<const char*, CRemindInfo, CRemindInfo, bool> cases[] = {
         // Viewing reminders meet only at the same moment, whatever their repeat.
         {"viewings, same moment", View(At(0, 20)), View(At(0, 20)), true},
         {"daily viewings, same moment", View(At(0, 20), kDaily), View(At(0, 20), kDaily), true},
@@ -180,10 +169,8 @@ TEST_F(DuplicateTest, StoredItemAgainstCandidate) {
         {"end margin under a minute", Margins(Rec(At(0, 20)), 0, 59), Rec(At(0, 21)), false},
         {"end margin of a minute", Margins(Rec(At(0, 20)), 0, 60), Rec(At(0, 21)), true},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(CReminderAPIUtil::CheckDuplicateTimeAndRepeat(&c.list, &c.cmp), c.expected)
-            << c.name;
-    }
+    for (const auto& [name, list, cmp, expected] : cases)
+        EXPECT_EQ(CReminderAPIUtil::CheckDuplicateTimeAndRepeat(&list, &cmp), expected) << name;
 }
 
 TEST_F(DuplicateTest, SortPredicates) {

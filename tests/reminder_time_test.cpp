@@ -90,14 +90,9 @@ TEST(ReminderRepeat, NextStartOfOnceEverydayAndChosenDays) {
     const auto once = REMINDER_REPEAT_NONE, daily = REMINDER_REPEAT_EVERYDAY;
     const auto manual = REMINDER_REPEAT_MANUAL;
     const unsigned char mon = 0x02, tue = 0x04, onlyWed = 0x08, wedFri = 0x28;  // Sunday is 0x01
-    const struct {
-        const char* name;
-        unsigned long now, item;
-        EReminderRepeatType type;
-        unsigned char mask;
-        bool skipToday;
-        unsigned long expected;
-    } cases[] = {
+    using Row = std::tuple<const char*, unsigned long, unsigned long, EReminderRepeatType,
+                           unsigned char, bool, unsigned long>;  // now, item, ..., skip today
+    const Row cases[] = {
         // A one-off item gives today's date at its time, seconds included.
         {"once", noon, At(2014, 3, 10, 20, 0, 30), once, 0, false, At(2015, 1, 7, 20, 0, 30)},
         // Every day: today until the time has passed (or is skipped), then tomorrow.
@@ -115,8 +110,8 @@ TEST(ReminderRepeat, NextStartOfOnceEverydayAndChosenDays) {
         {"next year", At(2015, 12, 30, 21, 0), kItem, manual, tue, false, At(2016, 1, 5, 20, 0)},
         {"no day chosen", noon, kItem, manual, 0, false, 0},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(StartAt(c.now, c.item, c.type, c.mask, c.skipToday), c.expected) << c.name;
+    for (const auto& [name, now, item, type, mask, skipToday, expected] : cases)
+        EXPECT_EQ(StartAt(now, item, type, mask, skipToday), expected) << name;
 }
 
 TEST(ReminderRepeat, WeekdayRulesOnEveryDayOfTheWeek) {
