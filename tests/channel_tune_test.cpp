@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "RemindInfo.h"
@@ -33,39 +34,36 @@ std::string Extras(const tvsim::Launch& launch) {
 }  // namespace
 
 TEST(ChannelTune, EachRowWinsOverTheRowsAfterIt) {
-    const struct {
-        const char* name;
-        bool dualView;
-        int highlightPlayer, pvrResult, stopType;
-        bool guideShown;
-        const char *appId, *extras;  // after "called_app"
-        const char* failing = nullptr;
-    } cases[] = {
-        {"dual view first", true, 1, 0, 0, true, "org.tizen.tandem", "reminder=4294967296 "},
-        {"highlight player", false, 1, 0, 0, true, "org.tizen.pvrsportsmode", "svcid=4294967296 "},
-        {"recorder", false, 0, 0, 0, true, "org.tizen.pvrrecorder",
-         "method=set_service service_id=4294967296 stop_type=0 handler=7 "},
-        {"stop type 209: the guide", false, 0, 0, 209, true, "org.tizen.epg", "svcid=4294967296 "},
-        {"failed PVR call: the guide", false, 0, -1, 0, true, "org.tizen.epg", "svcid=4294967296 "},
-        {"nothing shown: the viewer", false, 0, 0, 209, false, "org.tizen.tv-viewer",
-         "svcid=4294967296 "},
-        {"unreadable guide setting: no guide", false, 0, 0, 209, true, "org.tizen.tv-viewer",
-         "svcid=4294967296 ", "vconf_get_int:memory/epg/guide_show"},
+    // Dual view, highlight player, PVR call result, stop type, guide shown, the application
+    // launched with its extras after "called_app", and a television call that fails.
+    using Row =
+        std::tuple<const char*, bool, int, int, int, bool, const char*, const char*, const char*>;
+    const Row cases[] = {
+        {"dual view first", true, 1, 0, 0, true, "tandem", "reminder=4294967296 ", nullptr},
+        {"highlight player", false, 1, 0, 0, true, "pvrsportsmode", "svcid=4294967296 ", nullptr},
+        {"recorder", false, 0, 0, 0, true, "pvrrecorder",
+         "method=set_service service_id=4294967296 stop_type=0 handler=7 ", nullptr},
+        {"stop type 209: guide", false, 0, 0, 209, true, "epg", "svcid=4294967296 ", nullptr},
+        {"failed PVR call: guide", false, 0, -1, 0, true, "epg", "svcid=4294967296 ", nullptr},
+        {"nothing shown: viewer", false, 0, 0, 209, false, "tv-viewer", "svcid=4294967296 ",
+         nullptr},
+        {"unreadable guide setting", false, 0, 0, 209, true, "tv-viewer", "svcid=4294967296 ",
+         "vconf_get_int:memory/epg/guide_show"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, dual, highlight, pvr, stopType, guide, app, extras, failing] : cases) {
+        SCOPED_TRACE(name);
         testsupport::LoadSampleTelevision();
-        tvsim::SetDualView(c.dualView);
-        tvsim::SetHighlightPlayer(c.highlightPlayer);
-        tvsim::SetPreChannelChange(c.pvrResult, c.stopType, 7);
-        tvsim::SetGuideShown(c.guideShown);
-        if (c.failing != nullptr) tvsim::SetFailure(c.failing);
+        tvsim::SetDualView(dual);
+        tvsim::SetHighlightPlayer(highlight);
+        tvsim::SetPreChannelChange(pvr, stopType, 7);
+        tvsim::SetGuideShown(guide);
+        if (failing != nullptr) tvsim::SetFailure(failing);
         // Sat Müzik on the sample television: a service id past 32 bits.
         CReminderAPIUtil::TuneChannel(Booking(4294967296ULL));
         const std::vector<tvsim::Launch> launches = tvsim::Launches();
         ASSERT_EQ(launches.size(), 1u);
-        EXPECT_EQ(launches[0].appId, c.appId);
-        EXPECT_EQ(Extras(launches[0]), std::string("called_app=org.tizen.reminder ") + c.extras);
+        EXPECT_EQ(launches[0].appId, std::string("org.tizen.") + app);
+        EXPECT_EQ(Extras(launches[0]), std::string("called_app=org.tizen.reminder ") + extras);
         // The recorder hears of the channel change whoever shows it.
         EXPECT_EQ(tvsim::CallCount("svc_pvr_pre_channel_change_on_recording"), 1);
         EXPECT_EQ(tvsim::LiveAppControls(), 0);
@@ -123,25 +121,21 @@ TEST(ChannelTune, ARemoteChannelGoesOnlyToTheUniversalRemote) {
 }
 
 TEST(ChannelTune, FailuresLaunchNothingAndNeverLeakTheHandle) {
-    const struct {
-        const char* failing;
-        unsigned long long serviceId;
-        const char* logged;
-        bool created;
-    } failures[] = {
+    // The failing call, the booked service, the line logged and whether a handle was made.
+    const std::tuple<const char*, unsigned long long, const char*, bool> failures[] = {
         {nullptr, 999999, "Find channel failed, cannot tune channel", false},
         {"app_control_create", 1001, "failed to create service handler.", false},
         {"app_control_send_launch_request", 1001, "tune channel failed", true},
     };
-    for (const auto& f : failures) {
-        SCOPED_TRACE(f.logged);
+    for (const auto& [failing, serviceId, logged, created] : failures) {
+        SCOPED_TRACE(logged);
         testsupport::LoadSampleTelevision();
         tvsim::ClearLogs();
-        if (f.failing != nullptr) tvsim::SetFailure(f.failing);
-        CReminderAPIUtil::TuneChannel(Booking(f.serviceId));
-        EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, f.logged));
+        if (failing != nullptr) tvsim::SetFailure(failing);
+        CReminderAPIUtil::TuneChannel(Booking(serviceId));
+        EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, logged));
         EXPECT_TRUE(tvsim::Launches().empty());
-        EXPECT_EQ(tvsim::CallCount("app_control_destroy"), f.created ? 1 : 0);
+        EXPECT_EQ(tvsim::CallCount("app_control_destroy"), created ? 1 : 0);
         EXPECT_EQ(tvsim::LiveAppControls(), 0);
     }
 }
