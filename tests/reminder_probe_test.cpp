@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -18,11 +19,11 @@ void LoadTv(const std::string& json) {
     ASSERT_TRUE(tvsim::LoadProfile(json, &error)) << error;
 }
 
-// UTF-16 text as a broadcast carries it: the bytes of each unit high byte first in memory.
-std::vector<unsigned short> BroadcastUnits(const std::vector<unsigned char>& bytes) {
+// UTF-16 text as a broadcast carries it (each unit high byte first in memory), as UTF-8.
+std::string FromBroadcast(const std::vector<unsigned char>& bytes) {
     std::vector<unsigned short> units(bytes.size() / 2);
     std::memcpy(units.data(), bytes.data(), 2 * units.size());
-    return units;
+    return CReminderAPIUtil::UnicodeToUTF8(units.size(), units.data());
 }
 
 int g_calls = 0;
@@ -32,82 +33,70 @@ void WeightedCallback(EProgramChangeType, TCProgramData*, void* data) {
 
 }  // namespace
 
-TEST(ReminderProbe, SettingsProbesAndTheirFailureAnswers) {
+TEST(ReminderProbe, AnswersFromTheTelevision) {
     LoadTv(R"({"country": 37, "system_info": {"125": 1},
                "vconf": {"db/mbr/MBRState": 2, "db/setting/accessibility/tts": true,
                          "memory/tandem/state": 1, "db/menu/support/running_self_test_app": 1,
-                         "memory/org.tizen.ug-mheg/running-ziggo-vod": 1}})");
-    EXPECT_EQ(CReminderAPIUtil::GetCountry(), 37);
-    EXPECT_TRUE(CReminderAPIUtil::FlagSupportRecordingSpec());
-    EXPECT_TRUE(CReminderAPIUtil::FlagMBRRunning());
-    EXPECT_TRUE(CReminderAPIUtil::FlagTTSAvailable());
-    EXPECT_TRUE(CReminderAPIUtil::FlagTandemRunning());
-    EXPECT_TRUE(CReminderAPIUtil::FlagSelfTestRunning());
-    EXPECT_TRUE(CReminderAPIUtil::FlagZiggoVODRunning());
-
+                         "memory/org.tizen.ug-mheg/running-ziggo-vod": 1},
+               "pvr": {"remaining_time": {"0": 3600, "1": 60}, "recording_services": [4294967297]},
+               "tv_mode": [2, 12], "crid_support": 1, "current_source": 0, "pc_mode": 1,
+               "running_apps": ["org.example.app"]})");
+    using U = CReminderAPIUtil;
+    EXPECT_EQ(U::GetCountry(), 37);
+    EXPECT_EQ(U::GetCurrentSource(), 0);
+    for (const bool flag :
+         {U::FlagSupportRecordingSpec(), U::FlagMBRRunning(), U::FlagTTSAvailable(),
+          U::FlagTandemRunning(), U::FlagSelfTestRunning(), U::FlagZiggoVODRunning(),
+          U::FlagRecording(4294967297ULL), U::FlagSupportRecordingSpaceChecking(),
+          U::FlagSupportCRID(), U::FlagPCModeRunning(), U::FlagAppRunning("org.example.app")})
+        EXPECT_TRUE(flag);
+    EXPECT_FALSE(U::FlagRecording(4294967298ULL));
+    EXPECT_FALSE(U::FlagAppRunning("org.example.other"));
+    // The flag selects the device kind inversely: true asks kind 0.
+    EXPECT_TRUE(U::FlagRecordingSpaceAvailable(3600, true));
+    EXPECT_FALSE(U::FlagRecordingSpaceAvailable(3600, false));
     // The universal remote counts as running only in state 2.
     for (const int state : {0, 1, 3}) {
         tvsim::SetVconfInt("db/mbr/MBRState", state);
-        EXPECT_FALSE(CReminderAPIUtil::FlagMBRRunning()) << state;
+        EXPECT_FALSE(U::FlagMBRRunning()) << state;
     }
-
-    // Nothing readable: every probe gives its fixed answer.
-    LoadTv(R"({"failures": ["system_info_get_value_int:125"], "system_info": {"125": 1}})");
-    EXPECT_EQ(CReminderAPIUtil::GetCountry(), 0);
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Failed to get Country."));
-    EXPECT_FALSE(CReminderAPIUtil::FlagSupportRecordingSpec());
-    EXPECT_FALSE(CReminderAPIUtil::FlagMBRRunning());
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Fail to get MBR status from vconf."));
-    EXPECT_FALSE(CReminderAPIUtil::FlagZiggoVODRunning());
-}
-
-TEST(ReminderProbe, RecorderProbes) {
-    LoadTv(R"({"pvr": {"remaining_time": {"0": 3600, "1": 60}, "recording_services": [4294967297]},
-               "tv_mode": [2, 12], "crid_support": 1})");
-    EXPECT_TRUE(CReminderAPIUtil::FlagRecording(4294967297ULL));
-    EXPECT_FALSE(CReminderAPIUtil::FlagRecording(4294967298ULL));
-    // The flag selects the device kind inversely: true asks kind 0.
-    EXPECT_TRUE(CReminderAPIUtil::FlagRecordingSpaceAvailable(3600, true));
-    EXPECT_FALSE(CReminderAPIUtil::FlagRecordingSpaceAvailable(3600, false));
-    EXPECT_TRUE(CReminderAPIUtil::FlagSupportRecordingSpaceChecking());
-    EXPECT_TRUE(CReminderAPIUtil::FlagSupportCRID());
-
     LoadTv(R"({"tv_mode": [2, 3], "crid_support": 0})");
-    EXPECT_FALSE(CReminderAPIUtil::FlagSupportRecordingSpaceChecking());
-    EXPECT_FALSE(CReminderAPIUtil::FlagSupportCRID());
-
-    // Failures: space is assumed, everything else is refused.
-    LoadTv(R"({"pvr": {"remaining_time": 3600, "recording_services": [4294967297]},
-               "tv_mode": [2, 12], "crid_support": 1,
-               "failures": ["svc_pvr_get_remaining_time", "svc_pvr_is_recording",
-                            "CreateServiceNavigation", "CreateSOSpecApp"]})");
-    EXPECT_TRUE(CReminderAPIUtil::FlagRecordingSpaceAvailable(7200, true));
-    EXPECT_FALSE(CReminderAPIUtil::FlagRecording(4294967297ULL));
-    EXPECT_FALSE(CReminderAPIUtil::FlagSupportRecordingSpaceChecking());
-    EXPECT_FALSE(CReminderAPIUtil::FlagSupportCRID());
+    EXPECT_FALSE(U::FlagSupportRecordingSpaceChecking());
+    EXPECT_FALSE(U::FlagSupportCRID());
 }
 
-TEST(ReminderProbe, ScreenPowerStateAndAntennaMode) {
+TEST(ReminderProbe, FixedAnswersWhenNothingIsReadable) {
+    LoadTv(R"({"system_info": {"125": 1}, "current_source": 3, "pc_mode": 1,
+               "pvr": {"remaining_time": 3600, "recording_services": [4294967297]},
+               "tv_mode": [2, 12], "crid_support": 1,
+               "failures": ["system_info_get_value_int:125", "svc_pvr_get_remaining_time",
+                            "svc_pvr_is_recording", "CreateServiceNavigation", "CreateSOSpecApp",
+                            "CreateSourceControl", "avoc_get_pc_mode"]})");
+    using U = CReminderAPIUtil;
+    EXPECT_EQ(U::GetCountry(), 0);
+    EXPECT_EQ(U::GetCurrentSource(), -1);
+    // Space is assumed; everything else is refused.
+    EXPECT_TRUE(U::FlagRecordingSpaceAvailable(7200, true));
+    for (const bool flag :
+         {U::FlagSupportRecordingSpec(), U::FlagMBRRunning(), U::FlagZiggoVODRunning(),
+          U::FlagRecording(4294967297ULL), U::FlagSupportRecordingSpaceChecking(),
+          U::FlagSupportCRID(), U::FlagPCModeRunning()})
+        EXPECT_FALSE(flag);
+    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Failed to get Country."));
+    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Fail to get MBR status from vconf."));
+}
+
+TEST(ReminderProbe, PowerStateAndAntennaMode) {
     const int antenna[] = {-1, 0, 0, 1, 1, -1, -1, 2, -1};  // channel types 0..8
     for (int type = 0; type <= 8; ++type)
         EXPECT_EQ(CReminderAPIUtil::GetAntennaMode(EChannelType(type)), antenna[type]) << type;
-    LoadTv(R"({"current_source": 0, "pc_mode": 1, "power_state": 1,
-               "running_apps": ["org.example.app"]})");
-    EXPECT_EQ(CReminderAPIUtil::GetCurrentSource(), 0);
-    EXPECT_TRUE(CReminderAPIUtil::FlagPCModeRunning());
-    EXPECT_TRUE(CReminderAPIUtil::FlagAppRunning("org.example.app"));
-    EXPECT_FALSE(CReminderAPIUtil::FlagAppRunning("org.example.other"));
     // Picture-off is left for normal; any other state is kept.
+    LoadTv(R"({"power_state": 1})");
     CReminderAPIUtil::m_SwitchPowerStateFromPictureOffToNormal();
     EXPECT_EQ(tvsim::PowerState(), 0);
     tvsim::SetPowerState(2);
     CReminderAPIUtil::m_SwitchPowerStateFromPictureOffToNormal();
     EXPECT_EQ(tvsim::PowerState(), 2);
-
-    LoadTv(
-        R"({"current_source": 3, "pc_mode": 1, "failures": ["CreateSourceControl", "avoc_get_pc_mode"]})");
-    EXPECT_EQ(CReminderAPIUtil::GetCurrentSource(), -1);
-    EXPECT_FALSE(CReminderAPIUtil::FlagPCModeRunning());
 }
 
 TEST(ReminderStrings, CaseAndBroadcastUnicode) {
@@ -115,18 +104,13 @@ TEST(ReminderStrings, CaseAndBroadcastUnicode) {
     EXPECT_LT(CReminderAPIUtil::CompareStrIgnoringCase("ab", "abc"), 0);
     EXPECT_LT(CReminderAPIUtil::CompareStrIgnoringCase("B", "ca"), 0);
     // "A" given as the bytes 00 41 is "A" on any host, not U+4100.
-    std::vector<unsigned short> a = BroadcastUnits({0x00, 0x41});
-    EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(a.size(), a.data()), "A");
+    EXPECT_EQ(FromBroadcast({0x00, 0x41}), "A");
     // "Café 中" and a character outside the basic plane (U+1F600 as a surrogate pair).
-    std::vector<unsigned short> text =
-        BroadcastUnits({0x00, 'C', 0x00, 'a', 0x00, 'f', 0x00, 0xE9, 0x00, ' ', 0x4E, 0x2D, 0xD8,
-                        0x3D, 0xDE, 0x00});
-    EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(text.size(), text.data()),
+    EXPECT_EQ(FromBroadcast({0x00, 'C', 0x00, 'a', 0x00, 'f', 0x00, 0xE9, 0x00, ' ', 0x4E, 0x2D,
+                             0xD8, 0x3D, 0xDE, 0x00}),
               "Caf\xC3\xA9 \xE4\xB8\xAD\xF0\x9F\x98\x80");
     // A lone surrogate stops the conversion; what came before is kept.
-    std::vector<unsigned short> broken =
-        BroadcastUnits({0x00, 'o', 0x00, 'k', 0xDC, 0x00, 0x00, 'x'});
-    EXPECT_EQ(CReminderAPIUtil::UnicodeToUTF8(broken.size(), broken.data()), "ok");
+    EXPECT_EQ(FromBroadcast({0x00, 'o', 0x00, 'k', 0xDC, 0x00, 0x00, 'x'}), "ok");
     EXPECT_FALSE(testsupport::LogLinesContaining("Iconv excute failed : [").empty());
 }
 
