@@ -6,12 +6,10 @@
 #include <tuple>
 #include <vector>
 
-#include "RemindInfo.h"
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
 #include "device/power.h"
-#include "tvsim/tvsim.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-// The rules of adding a booking: PVR support, the list limit, the scan's refusals and
-// replacements, split events with their roll-back, back-to-back margins and series bookings.
+// The rules of adding a booking: the list limit, the scan's refusals and replacements, split
+// events with their roll-back, back-to-back margins and series bookings.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 

@@ -9,11 +9,9 @@
 #include <tuple>
 #include <vector>
 
-#include "RemindInfo.h"
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
-#include "tvsim/tvsim.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Whether two bookings occupy the same time: plain overlap, the time of day of repeating items,
-// the repeat-rule table, and the sort predicates.
+// the repeat-rule table, and the order of programmes.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -173,7 +173,7 @@ TEST_F(DuplicateTest, StoredItemAgainstCandidate) {
         EXPECT_EQ(CReminderAPIUtil::CheckDuplicateTimeAndRepeat(&list, &cmp), expected) << name;
 }
 
-TEST_F(DuplicateTest, SortPredicates) {
+TEST_F(DuplicateTest, ProgrammesSortByStartThenServiceThenEvent) {
     auto programme = [](unsigned long start, unsigned long long service, unsigned short event) {
         TCProgramData p;
         p.SetStartTime(start);
@@ -190,11 +190,6 @@ TEST_F(DuplicateTest, SortPredicates) {
             EXPECT_EQ(CReminderAPIUtil::SortByStartTime(&ascending[i], &ascending[k]), i < k)
                 << i << k;
     }
-    CRemindInfo first, second;
-    first.m_nBookingOrder = 1;
-    second.m_nBookingOrder = 2;
-    EXPECT_TRUE(CReminderAPIUtil::SortByBookingTime(&first, &second));
-    EXPECT_FALSE(CReminderAPIUtil::SortByBookingTime(&second, &first));
 }
 
 }  // namespace

@@ -6,11 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "RemindInfo.h"
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
-#include "tvsim/tvsim.h"
 
 namespace {
 

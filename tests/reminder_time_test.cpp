@@ -9,7 +9,6 @@
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
-#include "tvsim/tvsim.h"
 
 namespace {
 
