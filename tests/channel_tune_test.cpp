@@ -3,22 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
-#include "RemindInfo.h"
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
 #include "device/power.h"
-#include "tvsim/tvsim.h"
 
 namespace {
-
-using Extras = std::vector<std::pair<std::string, std::string>>;
-
-// Sat Müzik on the sample television: a service id past 32 bits.
-constexpr unsigned long long kWideServiceId = 4294967296ULL;
 
 CRemindInfo Booking(unsigned long long serviceId) {
     CRemindInfo item;
@@ -29,67 +22,46 @@ CRemindInfo Booking(unsigned long long serviceId) {
     return item;
 }
 
-struct TvState {
-    bool dualView = false;
-    int highlightPlayer = 0;
-    int pvrResult = 0;
-    int stopType = 0;
-    bool guideShown = false;
-};
-
-struct LaunchCase {
-    const char* name;
-    TvState state;
-    const char* appId;
-    Extras extras;  // after "called_app"
-};
+// "key=value " for each extra of the launch.
+std::string Extras(const tvsim::Launch& launch) {
+    std::string all;
+    for (const auto& [key, value] : launch.extraData) all += key + "=" + value + " ";
+    return all;
+}
 
 }  // namespace
 
 TEST(ChannelTune, EachRowWinsOverTheRowsAfterIt) {
-    const std::string sid = "4294967296";
-    const LaunchCase cases[] = {
-        {"dual view before everything",
-         {true, 1, 0, 0, true},
-         "org.tizen.tandem",
-         {{"reminder", sid}}},
-        {"highlight player before the recorder",
-         {false, 1, 0, 0, true},
-         "org.tizen.pvrsportsmode",
-         {{"svcid", sid}}},
-        {"recorder before the guide",
-         {false, 0, 0, 0, true},
-         "org.tizen.pvrrecorder",
-         {{"method", "set_service"}, {"service_id", sid}, {"stop_type", "0"}, {"handler", "7"}}},
-        {"stop type 209 leaves it to the guide",
-         {false, 0, 0, 209, true},
-         "org.tizen.epg",
-         {{"svcid", sid}}},
-        {"a failed PVR call leaves it to the guide",
-         {false, 0, -1, 0, true},
-         "org.tizen.epg",
-         {{"svcid", sid}}},
-        {"nothing on screen: the viewer",
-         {false, 0, 0, 209, false},
-         "org.tizen.tv-viewer",
-         {{"svcid", sid}}},
+    // Dual view, highlight player, PVR call result, stop type, guide shown, the application
+    // launched with its extras after "called_app", and a television call that fails.
+    using Row =
+        std::tuple<const char*, bool, int, int, int, bool, const char*, const char*, const char*>;
+    const Row cases[] = {
+        {"dual view first", true, 1, 0, 0, true, "tandem", "reminder=4294967296 ", nullptr},
+        {"highlight player", false, 1, 0, 0, true, "pvrsportsmode", "svcid=4294967296 ", nullptr},
+        {"recorder", false, 0, 0, 0, true, "pvrrecorder",
+         "method=set_service service_id=4294967296 stop_type=0 handler=7 ", nullptr},
+        {"stop type 209: guide", false, 0, 0, 209, true, "epg", "svcid=4294967296 ", nullptr},
+        {"failed PVR call: guide", false, 0, -1, 0, true, "epg", "svcid=4294967296 ", nullptr},
+        {"nothing shown: viewer", false, 0, 0, 209, false, "tv-viewer", "svcid=4294967296 ",
+         nullptr},
+        {"unreadable guide setting", false, 0, 0, 209, true, "tv-viewer", "svcid=4294967296 ",
+         "vconf_get_int:memory/epg/guide_show"},
     };
-    for (const LaunchCase& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, dual, highlight, pvr, stopType, guide, app, extras, failing] : cases) {
+        SCOPED_TRACE(name);
         testsupport::LoadSampleTelevision();
-        tvsim::SetDualView(c.state.dualView);
-        tvsim::SetHighlightPlayer(c.state.highlightPlayer);
-        tvsim::SetPreChannelChange(c.state.pvrResult, c.state.stopType, 7);
-        tvsim::SetGuideShown(c.state.guideShown);
-
-        CReminderAPIUtil::TuneChannel(Booking(kWideServiceId));
-
+        tvsim::SetDualView(dual);
+        tvsim::SetHighlightPlayer(highlight);
+        tvsim::SetPreChannelChange(pvr, stopType, 7);
+        tvsim::SetGuideShown(guide);
+        if (failing != nullptr) tvsim::SetFailure(failing);
+        // Sat Müzik on the sample television: a service id past 32 bits.
+        CReminderAPIUtil::TuneChannel(Booking(4294967296ULL));
         const std::vector<tvsim::Launch> launches = tvsim::Launches();
         ASSERT_EQ(launches.size(), 1u);
-        EXPECT_EQ(launches[0].appId, c.appId);
-        Extras expected{{"called_app", "org.tizen.reminder"}};
-        expected.insert(expected.end(), c.extras.begin(), c.extras.end());
-        EXPECT_EQ(launches[0].extraData, expected);
+        EXPECT_EQ(launches[0].appId, std::string("org.tizen.") + app);
+        EXPECT_EQ(Extras(launches[0]), std::string("called_app=org.tizen.reminder ") + extras);
         // The recorder hears of the channel change whoever shows it.
         EXPECT_EQ(tvsim::CallCount("svc_pvr_pre_channel_change_on_recording"), 1);
         EXPECT_EQ(tvsim::LiveAppControls(), 0);
@@ -132,8 +104,8 @@ TEST(ChannelTune, ARemoteChannelGoesOnlyToTheUniversalRemote) {
         EXPECT_EQ(tvsim::CallCount("mbr_send_channel_number_with_source_type"), 1);
         if (sent) {
             ASSERT_EQ(tvsim::RemoteSends().size(), 1u);
-            const tvsim::RemoteSend send = tvsim::RemoteSends()[0];
-            EXPECT_EQ(std::vector<int>({send.major, send.minor, send.source, send.remote}),
+            const tvsim::RemoteSend r = tvsim::RemoteSends()[0];
+            EXPECT_EQ(std::vector<int>({r.major, r.minor, r.source, r.remote}),
                       std::vector<int>({5, 1, 9, 1}));
         }
         // No fallback to a local tune: nothing else is asked of the television.
@@ -147,37 +119,21 @@ TEST(ChannelTune, ARemoteChannelGoesOnlyToTheUniversalRemote) {
 }
 
 TEST(ChannelTune, FailuresLaunchNothingAndNeverLeakTheHandle) {
-    struct Failure {
-        const char* failing;
-        unsigned long long serviceId;
-        const char* logged;
-        bool created;
-    };
-    const Failure failures[] = {
+    // The failing call, the booked service, the line logged and whether a handle was made.
+    const std::tuple<const char*, unsigned long long, const char*, bool> failures[] = {
         {nullptr, 999999, "Find channel failed, cannot tune channel", false},
         {"app_control_create", 1001, "failed to create service handler.", false},
         {"app_control_send_launch_request", 1001, "tune channel failed", true},
     };
-    for (const Failure& f : failures) {
-        SCOPED_TRACE(f.logged);
+    for (const auto& [failing, serviceId, logged, created] : failures) {
+        SCOPED_TRACE(logged);
         testsupport::LoadSampleTelevision();
         tvsim::ClearLogs();
-        if (f.failing != nullptr) tvsim::SetFailure(f.failing);
-        CReminderAPIUtil::TuneChannel(Booking(f.serviceId));
-        EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, f.logged));
+        if (failing != nullptr) tvsim::SetFailure(failing);
+        CReminderAPIUtil::TuneChannel(Booking(serviceId));
+        EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, logged));
         EXPECT_TRUE(tvsim::Launches().empty());
-        EXPECT_EQ(tvsim::CallCount("app_control_destroy"), f.created ? 1 : 0);
+        EXPECT_EQ(tvsim::CallCount("app_control_destroy"), created ? 1 : 0);
         EXPECT_EQ(tvsim::LiveAppControls(), 0);
     }
-}
-
-TEST(ChannelTune, AnUnreadableGuideSettingCountsAsNoGuide) {
-    testsupport::LoadSampleTelevision();
-    tvsim::SetGuideShown(true);
-    tvsim::SetPreChannelChange(0, 209, 0);
-    tvsim::SetFailure("vconf_get_int:memory/epg/guide_show");
-    CReminderAPIUtil::TuneChannel(Booking(1001));
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Fail to get epg show vconf."));
-    ASSERT_EQ(tvsim::Launches().size(), 1u);
-    EXPECT_EQ(tvsim::Launches()[0].appId, "org.tizen.tv-viewer");
 }

@@ -14,12 +14,11 @@
 #include <vector>
 
 #include "DataControl.h"
+#include "EngineTest.h"
 #include "ReminderAPI.h"
-#include "TestSupport.h"
 
 namespace {
 
-constexpr uint32_t kLocalNow = 1795456800u + 3600u;
 constexpr int kThreads = 4;
 constexpr int kRounds = 9;  // at most 28 bookings at once: under the limit of 30
 
@@ -35,13 +34,9 @@ void Work(int index, SThreadResult& result) {
     std::vector<unsigned long> mine;
     for (int round = 0; round < kRounds; ++round) {
         const unsigned event = static_cast<unsigned>(1000 + index * 100 + round);
-        CRemindInfo item;
-        item.m_nReserveType = REMINDER_RESERVE_VIEWING;
-        item.m_nServiceId = 1001;
-        item.m_nEventId = static_cast<uint16_t>(event);
-        item.SetStartTime(kLocalNow + 600 + 60 * event);
-        item.m_nDuration = 60;
-        item.m_sTitle = "thread " + std::to_string(index);
+        CRemindInfo item =
+            testsupport::Booking(REMINDER_RESERVE_VIEWING, 1001, static_cast<uint16_t>(event),
+                                 testsupport::kLocalNow + 600 + 60 * event, 60);
         if (!api->AddRemindItem(item, false, false)) {
             ++result.failures;
             continue;
@@ -49,24 +44,19 @@ void Work(int index, SThreadResult& result) {
         std::vector<CRemindInfo> list;
         api->GetRemindItemsByType(REM_EXTRACT_ALL_BOOKINGS, list);
         unsigned long uid = 0;
-        for (const CRemindInfo& e : list) {
-            if (e.m_nEventId == event) uid = e.m_nUid;
-        }
+        for (const CRemindInfo& e : list) uid = e.m_nEventId == event ? e.m_nUid : uid;
         if (uid == 0 || api->GetRemindItemCnt() <= 0) ++result.failures;
         mine.push_back(uid);
         result.kept.insert(event);
-
         CRemindInfo stored;
         if (!api->GetRemindItemByUid(uid, stored)) ++result.failures;
         stored.m_sSynopsis = "renamed in round " + std::to_string(round);
         if (!api->UpdateRemindItemByUid(uid, stored, false, false, false)) ++result.failures;
-        if (round % 3 == 2) {
-            if (api->DeleteRemindItemByUid(mine[mine.size() - 2], true)) {
-                result.kept.erase(event - 1);
-            } else {
-                ++result.failures;
-            }
-        }
+        if (round % 3 != 2) continue;
+        if (api->DeleteRemindItemByUid(mine[mine.size() - 2], true))
+            result.kept.erase(event - 1);
+        else
+            ++result.failures;
     }
 }
 
@@ -81,14 +71,13 @@ TEST(FacadeThreadsTest, FourThreadsOfMixedOperations) {
     for (int t = 0; t < kThreads; ++t) threads.emplace_back(Work, t, std::ref(results[t]));
     for (std::thread& thread : threads) thread.join();
 
-    std::set<unsigned> expected;
+    std::set<unsigned> expected, stored;
     for (const SThreadResult& r : results) {
         EXPECT_EQ(r.failures, 0);
         expected.insert(r.kept.begin(), r.kept.end());
     }
     std::vector<CRemindInfo> list;
     CReminderAPI::GetInstance()->GetRemindItemsByType(REM_EXTRACT_ALL_BOOKINGS, list);
-    std::set<unsigned> stored;
     for (const CRemindInfo& e : list) {
         stored.insert(e.m_nEventId);
         EXPECT_EQ(e.m_sSynopsis.rfind("renamed in round ", 0), 0u);

@@ -3,17 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <optional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
-#include "RemindInfo.h"
 #include "ReminderAPIUtil.h"
 #include "ReminderLog.h"
 #include "TestSupport.h"
-#include "tvsim/tvsim.h"
 
 namespace {
 
@@ -24,131 +22,11 @@ CRemindInfo Recording(uint32_t uid, unsigned short eventId) {
     item.m_nEventId = eventId;
     item.m_nUTCStartTime = 1795460400;
     item.m_nUTCDuration = 3600;
-    item.m_nManual = 0;
     item.m_nReserveType = REMINDER_RESERVE_RECORDING_MONITORED;
     return item;
 }
 
 void Ignore(EProgramChangeType, TCProgramData*, void*) {}
-
-}  // namespace
-
-TEST(ProgramMonitor, NothingIsMonitoredBeforeTheSubscriberExists) {
-    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(Recording(1, 104)));
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "MonitorProgram failed"));
-    EXPECT_FALSE(CReminderAPIUtil::MonitorCRID("crid://example.com/series"));
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(Recording(1, 104)));
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID("crid://example.com/series"));
-    EXPECT_EQ(tvsim::CallCount("SubscribeProgram"), 0);
-}
-
-TEST(ProgramMonitor, AnItemIsFollowedUnderItsUidUntilCancelled) {
-    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
-    const CRemindInfo item = Recording(42, 104);
-    ASSERT_TRUE(CReminderAPIUtil::MonitorProgram(item));
-    std::vector<tvsim::Subscription> subs = tvsim::Subscriptions();
-    ASSERT_EQ(subs.size(), 1u);
-    EXPECT_EQ(subs[0].item.Kind(), 1);
-    EXPECT_EQ(subs[0].item.MonitorId().m_serviceId, 1001u);
-    EXPECT_EQ(subs[0].item.MonitorId().m_eventId, 104u);
-    EXPECT_EQ(subs[0].item.MonitorId().m_starttime, 1795460400u);
-    EXPECT_TRUE(testsupport::Logged("Start monitor program: UID=[42], Handle=[" +
-                                    std::to_string(subs[0].handle) + "]"));
-
-    // Cancelling needs only the UID; the entry goes with it.
-    ASSERT_TRUE(CReminderAPIUtil::CancelMonitorProgram(Recording(42, 999)));
-    EXPECT_TRUE(tvsim::Subscriptions().empty());
-    EXPECT_TRUE(testsupport::Logged("UnSubscribeProgram successfully. size = [0]"));
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(item));
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Find program monitor handle failed."));
-
-    // A refused subscription records nothing.
-    tvsim::SetFailure("SubscribeProgram");
-    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(item));
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(item));
-}
-
-TEST(ProgramMonitor, ManualBookingsAreNeverMonitored) {
-    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
-    CRemindInfo manual = Recording(7, 104);
-    ASSERT_TRUE(CReminderAPIUtil::MonitorProgram(manual));
-    manual.m_nManual = 1;
-    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(manual));
-    // Nor cancelled: the programme-data booking of the same UID stays followed.
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(manual));
-    EXPECT_EQ(tvsim::Subscriptions().size(), 1u);
-    EXPECT_TRUE(testsupport::Logged("info.CreationMethod() = [1]"));
-}
-
-TEST(ProgramMonitor, ASeriesIsCancelledOnlyByItsExactCrid) {
-    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
-    const std::string crid = "crid://example.com/Series7";
-    ASSERT_TRUE(CReminderAPIUtil::MonitorCRID(crid));
-    const std::vector<tvsim::Subscription> subs = tvsim::Subscriptions();
-    ASSERT_EQ(subs.size(), 1u);
-    EXPECT_EQ(subs[0].item.Kind(), 0);
-    EXPECT_EQ(subs[0].item.Series(), crid);
-
-    for (const char* near : {"crid://example.com/series7", "crid://example.com/Series", ""}) {
-        EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID(near)) << near;
-    }
-    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Find CRID monitor handle failed."));
-    ASSERT_TRUE(CReminderAPIUtil::CancelMonitorCRID(crid));
-    EXPECT_TRUE(tvsim::Subscriptions().empty());
-    // The entry went with the subscription.
-    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID(crid));
-}
-
-TEST(ProgramMonitor, NeedPvrStopInEachBranch) {
-    struct Case {
-        const char* name;
-        std::optional<int> monitoringType;
-        std::optional<int> source;
-        EReserveType reserveType;
-        int manual;
-        bool needStop;
-        const char* logged;
-    };
-    const auto inProgress = REMINDER_RESERVE_RECORDING_IN_PROGRESS;
-    const Case cases[] = {
-        {"no monitoring", 0, 0, inProgress, 0, true,
-         "program monitoring unsupported, need PVR stop."},
-        {"type refused", std::nullopt, 0, inProgress, 0, true,
-         "program monitoring unsupported, need PVR stop."},
-        {"running status on the TV source", 1, 0, inProgress, 0, false,
-         "CurrentSource=[0], MonitoringType=[1], wait for TVS stop signal"},
-        {"running status, not yet recording", 1, 0, REMINDER_RESERVE_RECORDING_MONITORED, 0, true,
-         nullptr},
-        {"running status, manual", 1, 0, inProgress, 1, true, nullptr},
-        {"another source", 1, 3, inProgress, 0, false,
-         "program monitoring supported, don't need PVR stop."},
-        {"source refused", 1, std::nullopt, inProgress, 0, false,
-         "program monitoring supported, don't need PVR stop."},
-        {"EIT monitoring", 2, 0, inProgress, 0, false,
-         "program monitoring supported, don't need PVR stop."},
-        {"EIT monitoring, manual", 2, 0, inProgress, 1, true, nullptr},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        tvsim::ClearLogs();
-        tvsim::SetMonitoringType(c.monitoringType);
-        tvsim::SetCurrentSource(c.source);
-        CRemindInfo item = Recording(3, 104);
-        item.m_nReserveType = c.reserveType;
-        item.m_nManual = c.manual;
-        EXPECT_EQ(CReminderAPIUtil::NeedPVRStop(item), c.needStop);
-        if (c.logged != nullptr) {
-            EXPECT_TRUE(testsupport::Logged(c.logged));
-        }
-    }
-    // The first call made the subscriber, with no callback: a client that comes later is
-    // refused, and a change reaches no one.
-    EXPECT_EQ(tvsim::CallCount("CreateProgramSubscriber"), 1);
-    EXPECT_FALSE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
-    EXPECT_TRUE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 1001, 104));
-}
-
-namespace {
 
 std::atomic<int> g_changes{0};
 std::atomic<bool> g_onMainThread{false};
@@ -167,6 +45,96 @@ void FollowFromCallback(EProgramChangeType, TCProgramData* program, void*) {
 }
 
 }  // namespace
+
+TEST(ProgramMonitor, NothingIsMonitoredBeforeTheSubscriberExists) {
+    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(Recording(1, 104)));
+    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "MonitorProgram failed"));
+    EXPECT_FALSE(CReminderAPIUtil::MonitorCRID("crid://example.com/series"));
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(Recording(1, 104)));
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID("crid://example.com/series"));
+    EXPECT_EQ(tvsim::CallCount("SubscribeProgram"), 0);
+}
+
+TEST(ProgramMonitor, ItemsByUidAndSeriesByExactCridAreFollowedUntilCancelled) {
+    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
+    const CRemindInfo item = Recording(42, 104);
+    ASSERT_TRUE(CReminderAPIUtil::MonitorProgram(item));
+    std::vector<tvsim::Subscription> subs = tvsim::Subscriptions();
+    ASSERT_EQ(subs.size(), 1u);
+    EXPECT_EQ(subs[0].item.Kind(), 1);
+    EXPECT_EQ(subs[0].item.MonitorId().m_serviceId, 1001u);
+    EXPECT_EQ(subs[0].item.MonitorId().m_eventId, 104u);
+    EXPECT_EQ(subs[0].item.MonitorId().m_starttime, 1795460400u);
+    EXPECT_TRUE(testsupport::Logged("Start monitor program: UID=[42], Handle=[" +
+                                    std::to_string(subs[0].handle) + "]"));
+    // Manual bookings are never followed: a manual one of the same UID cancels nothing either.
+    CRemindInfo manual = item;
+    manual.m_nManual = 1;
+    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(manual));
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(manual));
+    EXPECT_EQ(tvsim::Subscriptions().size(), 1u);
+    // Cancelling needs only the UID; the entry goes with it.
+    ASSERT_TRUE(CReminderAPIUtil::CancelMonitorProgram(Recording(42, 999)));
+    EXPECT_TRUE(tvsim::Subscriptions().empty());
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(item));
+    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Find program monitor handle failed."));
+    // A series is followed by its CRID and cancelled only by exactly that CRID.
+    const std::string crid = "crid://example.com/Series7";
+    ASSERT_TRUE(CReminderAPIUtil::MonitorCRID(crid));
+    subs = tvsim::Subscriptions();
+    ASSERT_EQ(subs.size(), 1u);
+    EXPECT_EQ(subs[0].item.Kind(), 0);
+    EXPECT_EQ(subs[0].item.Series(), crid);
+    for (const char* near : {"crid://example.com/series7", "crid://example.com/Series", ""})
+        EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID(near)) << near;
+    EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "Find CRID monitor handle failed."));
+    ASSERT_TRUE(CReminderAPIUtil::CancelMonitorCRID(crid));
+    EXPECT_TRUE(tvsim::Subscriptions().empty());
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorCRID(crid));
+    // A refused subscription records nothing.
+    tvsim::SetFailure("SubscribeProgram");
+    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(item));
+    EXPECT_FALSE(CReminderAPIUtil::CancelMonitorProgram(item));
+}
+
+TEST(ProgramMonitor, NeedPvrStopInEachBranch) {
+    const char* const unsupported = "program monitoring unsupported, need PVR stop.";
+    const char* const supported = "program monitoring supported, don't need PVR stop.";
+    const auto inProgress = REMINDER_RESERVE_RECORDING_IN_PROGRESS;
+    const auto monitored = REMINDER_RESERVE_RECORDING_MONITORED;
+    const std::nullopt_t refused = std::nullopt;
+    using Row = std::tuple<const char*, std::optional<int>, std::optional<int>, EReserveType, int,
+                           bool, const char*>;  // monitoring type, source, ..., manual, ..., log
+    const Row cases[] = {
+        {"no monitoring", 0, 0, inProgress, 0, true, unsupported},
+        {"type refused", refused, 0, inProgress, 0, true, unsupported},
+        {"running status on the TV source", 1, 0, inProgress, 0, false,
+         "CurrentSource=[0], MonitoringType=[1], wait for TVS stop signal"},
+        {"running status, not yet recording", 1, 0, monitored, 0, true, nullptr},
+        {"running status, manual", 1, 0, inProgress, 1, true, nullptr},
+        {"another source", 1, 3, inProgress, 0, false, supported},
+        {"source refused", 1, refused, inProgress, 0, false, supported},
+        {"EIT monitoring", 2, 0, inProgress, 0, false, supported},
+        {"EIT monitoring, manual", 2, 0, inProgress, 1, true, nullptr},
+    };
+    for (const auto& [name, monitoringType, source, reserveType, manual, needStop, logged] :
+         cases) {
+        SCOPED_TRACE(name);
+        tvsim::ClearLogs();
+        tvsim::SetMonitoringType(monitoringType);
+        tvsim::SetCurrentSource(source);
+        CRemindInfo item = Recording(3, 104);
+        item.m_nReserveType = reserveType;
+        item.m_nManual = manual;
+        EXPECT_EQ(CReminderAPIUtil::NeedPVRStop(item), needStop);
+        EXPECT_TRUE(logged == nullptr || testsupport::Logged(logged));
+    }
+    // The first call made the subscriber, with no callback: a client that comes later is
+    // refused, and a change reaches no one.
+    EXPECT_EQ(tvsim::CallCount("CreateProgramSubscriber"), 1);
+    EXPECT_FALSE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
+    EXPECT_TRUE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 1001, 104));
+}
 
 // Built with REMINDER_SANITIZE_THREAD, this is the test that shows the tables need their lock.
 TEST(ProgramMonitorThreads, ChangesArriveWhileTheMainThreadMonitorsAndCancels) {
@@ -194,39 +162,4 @@ TEST(ProgramMonitorThreads, ChangesArriveWhileTheMainThreadMonitorsAndCancels) {
     EXPECT_FALSE(g_onMainThread.load());
     EXPECT_EQ(cancelled, 200);
     EXPECT_TRUE(tvsim::Subscriptions().empty());
-}
-
-namespace {
-
-std::atomic<int> g_scriptedEvent{0};
-std::atomic<unsigned long> g_scriptedStart{0};
-
-void RecordScripted(EProgramChangeType type, TCProgramData* program, void*) {
-    if (type != PROGRAM_CHANGE_START_TIME) return;
-    g_scriptedStart = program->StartTime();
-    g_scriptedEvent = program->EventId();
-}
-
-}  // namespace
-
-// The broadcaster's scripted changes reach only the programmes someone follows.
-TEST(ProgramMonitor, AScriptedChangeReachesAFollowedProgrammeOnly) {
-    std::string error;
-    ASSERT_TRUE(tvsim::LoadProfile(R"({"monitoring_type": 1, "programmes": [
-        {"service_id": 1001, "event_id": 103, "start": 1000, "duration": 600,
-         "series_crids": ["crid://example.com/Series"]},
-        {"service_id": 1001, "event_id": 104, "start": 2000, "duration": 600}],
-        "programme_changes": [
-        {"after": 0, "type": 1, "service_id": 1001, "event_id": 104, "start": 2300},
-        {"after": 0, "type": 1, "service_id": 1001, "event_id": 103, "start": 1300}]})",
-                                   &error))
-        << error;
-    ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(RecordScripted, nullptr));
-    // Followed by its series, in another case.
-    ASSERT_TRUE(CReminderAPIUtil::MonitorCRID("CRID://EXAMPLE.COM/SERIES"));
-    for (int i = 0; i < 500 && g_scriptedEvent == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_EQ(g_scriptedEvent.load(), 103);
-    EXPECT_EQ(g_scriptedStart.load(), 1300u);
 }

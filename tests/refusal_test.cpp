@@ -4,26 +4,14 @@
 #include <string>
 #include <thread>
 
+#include "EngineTest.h"
 #include "ReminderAPI.h"
-#include "TestSupport.h"
 #include "system_info.h"
 
 namespace {
 
-// The sample television's clock, in its local time (UTC + 1 h).
-constexpr uint32_t kLocalNow = 1795456800u + 3600u;
-
-CRemindInfo Booking(EReserveType type, unsigned long long service, uint16_t eventId,
-                    uint32_t localStart) {
-    CRemindInfo item;
-    item.m_nReserveType = type;
-    item.m_nServiceId = service;
-    item.m_nEventId = eventId;
-    item.SetStartTime(localStart);
-    item.m_nDuration = 1800;
-    item.m_sTitle = "Event " + std::to_string(eventId);
-    return item;
-}
+using testsupport::Booking;
+using testsupport::kLocalNow;
 
 class RefusalTest : public ::testing::Test {
 protected:
@@ -51,7 +39,10 @@ TEST_F(RefusalTest, RefusalsCarryTheirReasonUntilTheNextOperation) {
     EXPECT_EQ(api->GetRemindItemCnt(), 1);
     EXPECT_EQ(CReminderAPI::LastRefusal(), "");
 
+    // Without PVR a viewing is still booked, a recording is refused.
     tvsim::SetSystemInfo(SYSTEM_INFO_KEY_PVR_SUPPORTED, 0);
+    CRemindInfo viewing = Booking(REMINDER_RESERVE_VIEWING, 1001, 9, kLocalNow + 20000);
+    EXPECT_TRUE(api->AddRemindItem(viewing, false, false));
     CRemindInfo recording = Booking(REMINDER_RESERVE_RECORDING, 1001, 8, kLocalNow + 6000);
     EXPECT_FALSE(api->AddRemindItem(recording, false, false));
     EXPECT_EQ(CReminderAPI::LastRefusal(), "TV does not support PVR, schedule recording failed.");

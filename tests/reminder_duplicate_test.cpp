@@ -1,7 +1,8 @@
 // Whether two bookings occupy the same time: plain overlap, the time of day of repeating items,
-// the repeat-rule table, and the sort predicates.
+// the repeat-rule table, and the order of programmes.
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "ReminderAPIUtil.h"
@@ -9,23 +10,20 @@
 
 namespace {
 
-constexpr uint32_t kDay = 86400;
-constexpr uint32_t kHour = 3600;
+constexpr uint32_t kDay = 86400, kHour = 3600;
 // Monday 2026-11-23 00:00, in the television's local clock as items keep it.
 constexpr uint32_t kMonday = 1795392000u;
 
-constexpr EReminderRepeatType kOnce = REMINDER_REPEAT_NONE;
-constexpr EReminderRepeatType kDaily = REMINDER_REPEAT_EVERYDAY;
-constexpr EReminderRepeatType kMonFri = REMINDER_REPEAT_MON_FRI;
-constexpr EReminderRepeatType kWeekend = REMINDER_REPEAT_WEEKEND;
-constexpr EReminderRepeatType kManual = REMINDER_REPEAT_MANUAL;
+constexpr auto kOnce = REMINDER_REPEAT_NONE, kDaily = REMINDER_REPEAT_EVERYDAY;
+constexpr auto kMonFri = REMINDER_REPEAT_MON_FRI, kWeekend = REMINDER_REPEAT_WEEKEND;
+constexpr auto kManual = REMINDER_REPEAT_MANUAL;
 
 uint32_t At(int day, uint32_t hour, uint32_t minute = 0) {
     return kMonday + static_cast<uint32_t>(day) * kDay + hour * kHour + minute * 60;
 }
 
-CRemindInfo Item(EReserveType type, uint32_t start, uint32_t duration,
-                 EReminderRepeatType repeat = kOnce, unsigned char days = 0) {
+CRemindInfo Rec(uint32_t start, EReminderRepeatType repeat = kOnce, unsigned char days = 0,
+                uint32_t duration = kHour, EReserveType type = REMINDER_RESERVE_RECORDING) {
     CRemindInfo item;
     item.m_nReserveType = type;
     item.m_nEventTime = start;
@@ -36,21 +34,20 @@ CRemindInfo Item(EReserveType type, uint32_t start, uint32_t duration,
     return item;
 }
 
-CRemindInfo Recording(uint32_t start, uint32_t duration = kHour, EReminderRepeatType repeat = kOnce,
-                      unsigned char days = 0) {
-    return Item(REMINDER_RESERVE_RECORDING, start, duration, repeat, days);
+CRemindInfo View(uint32_t start, EReminderRepeatType repeat = kOnce, unsigned char days = 0) {
+    return Rec(start, repeat, days, kHour, REMINDER_RESERVE_VIEWING);
 }
 
-bool Duplicate(const CRemindInfo& list, const CRemindInfo& cmp) {
-    return CReminderAPIUtil::CheckDuplicateTimeAndRepeat(&list, &cmp);
+// A recording with a time margin (taken off its start) and an end margin.
+CRemindInfo Margins(CRemindInfo item, uint32_t timeMargin, uint32_t endMargin) {
+    item.m_nTimeMargin = timeMargin;
+    item.m_nEndMarginTime = endMargin;
+    return item;
 }
 
 class DuplicateTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        testsupport::LoadSampleTelevision();
-        tvsim::ClearLogs();
-    }
+    void SetUp() override { testsupport::LoadSampleTelevision(); }
 };
 
 TEST_F(DuplicateTest, RangeOverlapHasExclusiveEndsButEqualStartsAlwaysMeet) {
@@ -62,24 +59,15 @@ TEST_F(DuplicateTest, RangeOverlapHasExclusiveEndsButEqualStartsAlwaysMeet) {
     EXPECT_FALSE(CReminderAPIUtil::m_CheckDupTime(100, 100, 160, 160));
 }
 
-// One cell of the repeat table: the list item and the compared item, each an hour from the
-// given start, and the answer.
-struct SRepeatCase {
-    const char* name;
-    EReminderRepeatType listRepeat;
-    unsigned char listDays;
-    uint32_t listStart;
-    EReminderRepeatType cmpRepeat;
-    unsigned char cmpDays;
-    uint32_t cmpStart;
-    bool expected;
-};
-
 TEST_F(DuplicateTest, RepeatTableRowByRow) {
     const auto r5 = static_cast<EReminderRepeatType>(5);
     const auto negative = static_cast<EReminderRepeatType>(-1);
     const uint32_t tue = 0x04, wed = 0x08, sat = 0x40, sun = 0x01;
-    const SRepeatCase cases[] = {
+    // One cell per row: the list item's rule, days and start, the compared item's, each an hour
+    // long, and the answer.
+    using Row = std::tuple<const char*, EReminderRepeatType, unsigned char, uint32_t,
+                           EReminderRepeatType, unsigned char, uint32_t, bool>;
+    const Row cases[] = {
         // A one-off candidate.
         {"once/once same day", kOnce, 0, At(0, 20), kOnce, 0, At(0, 20, 30), true},
         {"once/once a week later", kOnce, 0, At(0, 20), kOnce, 0, At(7, 20), false},
@@ -142,82 +130,50 @@ TEST_F(DuplicateTest, RepeatTableRowByRow) {
         {"negative/daily", negative, 0, At(0, 20), kDaily, 0, At(9, 20), true},
         {"daily/negative", kDaily, 0, At(0, 20), negative, 0, At(9, 20), false},
     };
-    for (const SRepeatCase& c : cases) {
-        EXPECT_EQ(CReminderAPIUtil::m_IsRepeatDup(c.listStart, c.listStart + kHour, c.listRepeat,
-                                                  c.listDays, c.cmpStart, c.cmpStart + kHour,
-                                                  c.cmpRepeat, c.cmpDays),
-                  c.expected)
-            << c.name;
+    for (const auto& [name, listRepeat, listDays, listStart, cmpRepeat, cmpDays, cmpStart,
+                      expected] : cases) {
+        EXPECT_EQ(
+            CReminderAPIUtil::m_IsRepeatDup(listStart, listStart + kHour, listRepeat, listDays,
+                                            cmpStart, cmpStart + kHour, cmpRepeat, cmpDays),
+            expected)
+            << name;
     }
 }
 
-TEST_F(DuplicateTest, ViewingRemindersMeetOnlyAtTheSameMoment) {
-    for (const EReminderRepeatType repeat : {kOnce, kDaily, kManual}) {
-        const CRemindInfo a = Item(REMINDER_RESERVE_VIEWING, At(0, 20), kHour, repeat, 0x7F);
-        EXPECT_TRUE(Duplicate(a, a)) << repeat;
-        const CRemindInfo b = Item(REMINDER_RESERVE_VIEWING, At(0, 20, 1), kHour, repeat, 0x7F);
-        EXPECT_FALSE(Duplicate(a, b)) << repeat;
-        EXPECT_FALSE(Duplicate(b, a)) << repeat;
-    }
+TEST_F(DuplicateTest, StoredItemAgainstCandidate) {
+    const CRemindInfo daily = Rec(At(0, 20), kDaily);
+    // 23:00 to 01:00 daily: its end of day stays at 25:00, it is not wrapped at midnight.
+    const CRemindInfo lateNight = Rec(At(0, 23), kDaily, 0, 2 * kHour);
+    // A five-minute time margin moves the start to 19:55, into a one-off ending at 19:58.
+    const CRemindInfo widened = Margins(Rec(At(0, 20)), 300, 0);
+    const CRemindInfo before = Rec(At(0, 19), kOnce, 0, 58 * 60);
+    const std::tuple<const char*, CRemindInfo, CRemindInfo, bool> cases[] = {
+        // Viewing reminders meet only at the same moment, whatever their repeat.
+        {"viewings, same moment", View(At(0, 20)), View(At(0, 20)), true},
+        {"daily viewings, same moment", View(At(0, 20), kDaily), View(At(0, 20), kDaily), true},
+        {"viewings a minute apart", View(At(0, 20, 1)), View(At(0, 20)), false},
+        {"manual viewings apart", View(At(0, 20), kManual, 0x7F), View(At(0, 20, 1)), false},
+        {"touching recordings", Rec(At(0, 20)), Rec(At(0, 21)), false},
+        {"overlapping recordings", Rec(At(0, 20)), Rec(At(0, 20, 59)), true},
+        // Repeating against one-off in both orders; free before the first occurrence.
+        {"daily, later one-off", daily, Rec(At(3, 20, 30)), true},
+        {"later one-off, daily", Rec(At(3, 20, 30)), daily, true},
+        {"daily, earlier one-off", daily, Rec(At(-2, 20, 30)), false},
+        {"earlier one-off, daily", Rec(At(-2, 20, 30)), daily, false},
+        {"across midnight, a later night", lateNight, Rec(At(3, 0, 30)), false},
+        {"across midnight, the first night", lateNight, Rec(At(1, 0, 30)), true},
+        // Only the stored item's time margin widens its start.
+        {"stored time margin", widened, before, true},
+        {"candidate's time margin", before, widened, false},
+        // End margins count, the padded end cut to the minute.
+        {"end margin under a minute", Margins(Rec(At(0, 20)), 0, 59), Rec(At(0, 21)), false},
+        {"end margin of a minute", Margins(Rec(At(0, 20)), 0, 60), Rec(At(0, 21)), true},
+    };
+    for (const auto& [name, list, cmp, expected] : cases)
+        EXPECT_EQ(CReminderAPIUtil::CheckDuplicateTimeAndRepeat(&list, &cmp), expected) << name;
 }
 
-TEST_F(DuplicateTest, RecordingsThatOnlyTouchDoNotCollide) {
-    EXPECT_FALSE(Duplicate(Recording(At(0, 20)), Recording(At(0, 21))));
-    EXPECT_FALSE(Duplicate(Recording(At(0, 21)), Recording(At(0, 20))));
-    EXPECT_TRUE(Duplicate(Recording(At(0, 20)), Recording(At(0, 20, 59))));
-}
-
-TEST_F(DuplicateTest, RepeatingAgainstOneOffInBothOrders) {
-    const CRemindInfo daily = Recording(At(0, 20), kHour, kDaily);
-    // A later day at an overlapping time of day, in either order.
-    const CRemindInfo later = Recording(At(3, 20, 30));
-    EXPECT_TRUE(Duplicate(daily, later));
-    EXPECT_TRUE(Duplicate(later, daily));
-    // Before the daily item's first occurrence it is free, in either order.
-    const CRemindInfo earlier = Recording(At(-2, 20, 30));
-    EXPECT_FALSE(Duplicate(daily, earlier));
-    EXPECT_FALSE(Duplicate(earlier, daily));
-
-    // Monday to Friday never meets the weekend; chosen days meet only on a common day.
-    EXPECT_FALSE(
-        Duplicate(Recording(At(0, 20), kHour, kMonFri), Recording(At(5, 20), kHour, kWeekend)));
-    EXPECT_FALSE(
-        Duplicate(Recording(At(5, 20), kHour, kWeekend), Recording(At(7, 20), kHour, kMonFri)));
-    EXPECT_FALSE(Duplicate(Recording(At(0, 20), kHour, kManual, 0x02),
-                           Recording(At(1, 20), kHour, kManual, 0x04)));
-    EXPECT_TRUE(Duplicate(Recording(At(0, 20), kHour, kManual, 0x06),
-                          Recording(At(1, 20), kHour, kManual, 0x04)));
-}
-
-TEST_F(DuplicateTest, TimeOfDayIsNotWrappedAtMidnight) {
-    // A daily booking from 23:00 to 01:00 does not meet a one-off at 00:30 of a later night by
-    // time of day: its end of day stays at 25:00.
-    const CRemindInfo lateNight = Recording(At(0, 23), 2 * kHour, kDaily);
-    const CRemindInfo earlyMorning = Recording(At(3, 0, 30));
-    EXPECT_FALSE(Duplicate(lateNight, earlyMorning));
-    EXPECT_TRUE(testsupport::Logged("T.L.S[82800] T.L.E[90000] T.C.S[1800], T.C.E[5400]"));
-    // But the real overlap on its first night counts.
-    EXPECT_TRUE(Duplicate(lateNight, Recording(At(1, 0, 30))));
-}
-
-TEST_F(DuplicateTest, OnlyTheListItemsTimeMarginWidensItsStart) {
-    // The stored item carries a five-minute time margin, so it begins at 19:55 and meets a
-    // candidate that ends at 19:58. As the candidate, its margin is not taken off.
-    CRemindInfo withMargin = Recording(At(0, 20));
-    withMargin.m_nTimeMargin = 300;
-    const CRemindInfo before = Recording(At(0, 19), 58 * 60);
-    EXPECT_TRUE(Duplicate(withMargin, before));
-    EXPECT_FALSE(Duplicate(before, withMargin));
-
-    // Margins of both sides count; the padded end is cut to the minute.
-    CRemindInfo padded = Recording(At(0, 20));
-    padded.m_nEndMarginTime = 59;
-    EXPECT_FALSE(Duplicate(padded, Recording(At(0, 21))));
-    padded.m_nEndMarginTime = 60;
-    EXPECT_TRUE(Duplicate(padded, Recording(At(0, 21))));
-}
-
-TEST_F(DuplicateTest, SortPredicates) {
+TEST_F(DuplicateTest, ProgrammesSortByStartThenServiceThenEvent) {
     auto programme = [](unsigned long start, unsigned long long service, unsigned short event) {
         TCProgramData p;
         p.SetStartTime(start);
@@ -230,17 +186,10 @@ TEST_F(DuplicateTest, SortPredicates) {
                                                   programme(200, 4294967296ull, 1),
                                                   programme(200, 4294967296ull, 2)};
     for (size_t i = 0; i < ascending.size(); ++i) {
-        for (size_t k = 0; k < ascending.size(); ++k) {
+        for (size_t k = 0; k < ascending.size(); ++k)
             EXPECT_EQ(CReminderAPIUtil::SortByStartTime(&ascending[i], &ascending[k]), i < k)
-                << i << " " << k;
-        }
+                << i << k;
     }
-    CRemindInfo first, second;
-    first.m_nBookingOrder = 1;
-    second.m_nBookingOrder = 2;
-    EXPECT_TRUE(CReminderAPIUtil::SortByBookingTime(&first, &second));
-    EXPECT_FALSE(CReminderAPIUtil::SortByBookingTime(&second, &first));
-    EXPECT_FALSE(CReminderAPIUtil::SortByBookingTime(&first, &first));
 }
 
 }  // namespace

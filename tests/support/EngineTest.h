@@ -1,5 +1,5 @@
 // A fixture for the engine's tests: the sample television, an empty store and no log lines, with
-// the few store helpers every engine test needs.
+// the few bookings and store helpers the engine's tests share.
 #ifndef REMINDER_ENGINE_TEST_H
 #define REMINDER_ENGINE_TEST_H
 
@@ -14,6 +14,23 @@
 #include "TestSupport.h"
 
 namespace testsupport {
+
+// The sample television's clock, in its local time (UTC + 1 h).
+constexpr uint32_t kLocalNow = 1795456800u + 3600u;
+constexpr int kSystemLog = 2;
+
+// A booking titled "Event <eventId>", half an hour long unless told otherwise.
+inline CRemindInfo Booking(EReserveType type, unsigned long long service, uint16_t eventId,
+                           uint32_t localStart, uint32_t duration = 1800) {
+    CRemindInfo item;
+    item.m_nReserveType = type;
+    item.m_nServiceId = service;
+    item.m_nEventId = eventId;
+    item.SetStartTime(localStart);
+    item.m_nDuration = duration;
+    item.m_sTitle = "Event " + std::to_string(eventId);
+    return item;
+}
 
 class CEngineTest : public ::testing::Test {
 protected:
@@ -41,6 +58,16 @@ protected:
         std::vector<CRemindInfo> list;
         engine.t_GetScheduledList(list, REM_ORDER_BY_START_TIME);
         return list;
+    }
+
+    // "event:type" of every stored booking in start order, "L" marking record-list bookings.
+    std::string Kept() {
+        std::string all;
+        for (const CRemindInfo& e : Stored()) {
+            all += (all.empty() ? "" : " ") + std::to_string(e.m_nEventId) + ":" +
+                   std::to_string(e.m_nReserveType) + (e.m_bRecordListBooking ? "L" : "");
+        }
+        return all;
     }
 
     CRemindInfo Row(uint32_t uid) {
