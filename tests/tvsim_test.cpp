@@ -29,13 +29,6 @@ IServiceGuide* Guide() {
     return guide;
 }
 
-TCProgramId EventOf(unsigned long long serviceId, unsigned long eventId) {
-    TCProgramId id;
-    id.m_serviceId = serviceId;
-    id.m_eventId = eventId;
-    return id;
-}
-
 std::vector<unsigned short> EventIds(const std::map<unsigned int, TCProgramData*>& programs) {
     std::vector<unsigned short> ids;
     for (const auto& [key, p] : programs) ids.push_back(p->EventId());
@@ -151,16 +144,16 @@ TEST_F(TvsimTest, PartsOfAnEventComeInStartOrderAndCridLookupsIgnoreCase) {
     std::map<unsigned int, TCProgramData*> programs;
     // A plain programme is its own only part; a split event gives all three parts, also when
     // asked by its last part, and they share its instance CRID.
-    ASSERT_EQ(Guide()->GetProgramsOfEvent(EventOf(1002, 124), programs), 1);
+    ASSERT_EQ(Guide()->GetProgramsOfEvent(TCProgramId{1002, 124}, programs), 1);
     EXPECT_EQ(EventIds(programs), std::vector<unsigned short>{124});
     for (const unsigned long asked : {500UL, 502UL}) {
-        ASSERT_EQ(Guide()->GetProgramsOfEvent(EventOf(1002, asked), programs), 1);
+        ASSERT_EQ(Guide()->GetProgramsOfEvent(TCProgramId{1002, asked}, programs), 1);
         EXPECT_EQ(EventIds(programs), (std::vector<unsigned short>{500, 501, 502}));
     }
     std::string crid;
     ASSERT_TRUE(programs.at(2)->GetProgramCRID(crid));
     EXPECT_EQ(crid, "crid://broadcaster.example/Film/DerGrosseFilm#1");
-    EXPECT_EQ(Guide()->GetProgramsOfEvent(EventOf(1002, 9999), programs), 0);
+    EXPECT_EQ(Guide()->GetProgramsOfEvent(TCProgramId{1002, 9999}, programs), 0);
 
     // The series: three episodes and one repeat on another channel, in start order.
     ASSERT_EQ(Guide()->GetProgramsByCRID("CRID://BROADCASTER.EXAMPLE/series/detective",
@@ -174,17 +167,16 @@ TEST_F(TvsimTest, PartsOfAnEventComeInStartOrderAndCridLookupsIgnoreCase) {
     EXPECT_EQ(Guide()->GetProgramsByCRID("crid://nowhere/x", CRID_TYPE_SERIES, programs), 0);
 }
 
-int g_signals = 0;
-unsigned short g_signalledEvent = 0;
-
-void CountSignal(EProgramChangeType, TCProgramData* program, int, int) {
-    ++g_signals;
-    g_signalledEvent = program->EventId();
-}
+std::vector<unsigned short> g_signalled;  // event ids of the programme changes signalled
 
 TEST_F(TvsimTest, ProgrammeSubscriberOutlivesAProfileChange) {
     IProgramSubscriber* subscriber = nullptr;
-    ASSERT_TRUE(TVServiceAPI::CreateProgramSubscriber(1, 0, CountSignal, &subscriber));
+    ASSERT_TRUE(TVServiceAPI::CreateProgramSubscriber(
+        1, 0,
+        [](EProgramChangeType, TCProgramData* program, int, int) {
+            g_signalled.push_back(program->EventId());
+        },
+        &subscriber));
     int first = 0;
     int second = 0;
     ASSERT_EQ(subscriber->SubscribeProgram(TCProgramFilteringItem(1), first), 1);
@@ -198,8 +190,7 @@ TEST_F(TvsimTest, ProgrammeSubscriberOutlivesAProfileChange) {
     EXPECT_EQ(subscriber->UnSubscribeProgram(first), 1);
     EXPECT_EQ(subscriber->UnSubscribeProgram(first), 0);  // already gone
     ASSERT_TRUE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 7, 9));
-    EXPECT_EQ(g_signals, 1);
-    EXPECT_EQ(g_signalledEvent, 9);
+    EXPECT_EQ(g_signalled, std::vector<unsigned short>{9});
     EXPECT_FALSE(tvsim::SignalProgramChange(PROGRAM_CHANGE_STARTED, 7, 10));  // not in the guide
 }
 
