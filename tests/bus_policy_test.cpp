@@ -39,6 +39,10 @@ const std::string kInstalled = ReadFile(REMINDER_SOURCE_DIR "/dbus/reminder-api.
 // What a service installs beside us: it may own its name and be called by anyone.
 const std::string kUnrelatedService = Policy(
     "<allow own=\"org.example.Unrelated\"/><allow send_destination=\"org.example.Unrelated\"/>");
+// Like some devices: every signal denied unless a file allows it.
+const char* const kDenySignals =
+    "<policy context=\"default\"><deny send_type=\"signal\"/><deny receive_type=\"signal\"/>"
+    "</policy>";
 // Denying by interface alone, without a destination, also matches messages that carry no
 // interface, whoever they are for.
 const std::string kBareDeny = Policy(
@@ -50,28 +54,25 @@ struct GObjectUnref {
 };
 using Connection = std::unique_ptr<GDBusConnection, GObjectUnref>;
 
-// "" when the call was answered, else the error's name.
+// Calls `method` and waits for the answer: "" when it came, else the error's name. The interface
+// may be null (D-Bus allows it).
 std::string Call(GDBusConnection* connection, const char* destination, const char* path,
-                 const char* interface, const char* method, GVariant* parameters = nullptr) {
+                 const char* interface, const char* method, GVariant* body = nullptr) {
+    GDBusMessage* call = g_dbus_message_new_method_call(destination, path, interface, method);
+    if (body != nullptr) g_dbus_message_set_body(call, body);
     GError* error = nullptr;
-    GVariant* reply =
-        g_dbus_connection_call_sync(connection, destination, path, interface, method, parameters,
-                                    nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &error);
-    if (reply != nullptr) {
-        g_variant_unref(reply);
-        return "";
-    }
-    if (error == nullptr) return "no reply";
-    gchar* remote = g_dbus_error_get_remote_error(error);
-    const std::string name = remote != nullptr ? remote : error->message;
-    g_free(remote);
-    g_error_free(error);
-    return name;
+    GDBusMessage* reply = g_dbus_connection_send_message_with_reply_sync(
+        connection, call, G_DBUS_SEND_MESSAGE_FLAGS_NONE, 5000, nullptr, nullptr, &error);
+    g_object_unref(call);
+    const char* name = reply != nullptr ? g_dbus_message_get_error_name(reply) : "no reply";
+    const std::string outcome = name != nullptr ? name : "";
+    if (reply != nullptr) g_object_unref(reply);
+    g_clear_error(&error);
+    return outcome;
 }
 
 // A dbus-daemon on a copy of the system-bus configuration whose listen address and policy
-// directory point into a temporary directory holding `policyFiles`. `denySignals` makes it a
-// bus that, like some devices, denies every signal unless a file allows it.
+// directory point into a temporary directory holding `policyFiles`, optionally denying signals.
 class CPolicyBus {
 public:
     CPolicyBus(const std::map<std::string, std::string>& policyFiles, bool denySignals) {
@@ -82,12 +83,8 @@ public:
         conf = std::regex_replace(conf, std::regex("<listen>[^<]*</listen>"),
                                   "<listen>unix:path=" + (m_dir / "socket").string() + "</listen>");
         // The first policy directory becomes ours, the machine's own is left out.
-        const std::string ours =
-            std::string(denySignals
-                            ? "<policy context=\"default\"><deny send_type=\"signal\"/><deny "
-                              "receive_type=\"signal\"/></policy>"
-                            : "") +
-            "<includedir>" + (m_dir / "system.d").string() + "</includedir>";
+        const std::string ours = std::string(denySignals ? kDenySignals : "") + "<includedir>" +
+                                 (m_dir / "system.d").string() + "</includedir>";
         conf = std::regex_replace(conf, std::regex("<includedir>system.d</includedir>"), ours);
         conf = std::regex_replace(conf, std::regex("<includedir>/etc/dbus-1/system.d</includedir>"),
                                   "");
@@ -143,21 +140,8 @@ public:
                 return nullptr;
             },
             nullptr, nullptr);
-        GDBusMessage* ping = g_dbus_message_new_method_call(
-            "org.example.Unrelated", "/org/example/Unrelated", nullptr, "Ping");
-        GError* error = nullptr;
-        GDBusMessage* reply = g_dbus_connection_send_message_with_reply_sync(
-            caller.get(), ping, G_DBUS_SEND_MESSAGE_FLAGS_NONE, 5000, nullptr, nullptr, &error);
-        g_object_unref(ping);
-        if (reply == nullptr) {
-            const std::string message = error != nullptr ? error->message : "?";
-            g_clear_error(&error);
-            return "no reply: " + message;
-        }
-        const char* name = g_dbus_message_get_error_name(reply);  // null unless an error
-        const std::string outcome = name != nullptr ? name : "";
-        g_object_unref(reply);
-        return outcome;
+        return Call(caller.get(), "org.example.Unrelated", "/org/example/Unrelated", nullptr,
+                    "Ping");
     }
 
 private:
