@@ -3,7 +3,6 @@
 // stored byte for byte and must not change any statement (no other row, no schema touched).
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
 #include <string>
 #include <utility>
@@ -79,15 +78,22 @@ TEST(TextTest, HostileTextIsStoredExactlyInEveryFieldAndAltersNoStatement) {
     const std::vector<CRemindInfo> initial = AllRows();
     ASSERT_EQ(initial.size(), 1u);
     const std::string sentinelText = initial.front().Serialize();
-    // Whether the list is the sentinel, unchanged, and `rows` other rows.
-    const auto intact = [&](size_t rows) {
-        const std::vector<CRemindInfo> all = AllRows();
-        size_t sentinels = 0;
-        for (const CRemindInfo& row : all) sentinels += row.Serialize() == sentinelText;
-        return all.size() == rows + 1 && sentinels == 1;
+    long cases = 0, changed = 0, altered = 0, lost = 0, missedLookups = 0;
+    // The rows besides the sentinel; a changed or missing sentinel is a statement altered.
+    const auto others = [&] {
+        std::vector<CRemindInfo> rest;
+        bool intact = false;
+        for (const CRemindInfo& row : AllRows()) {
+            if (row.m_nUid == initial.front().m_nUid) {
+                intact = row.Serialize() == sentinelText;
+            } else {
+                rest.push_back(row);
+            }
+        }
+        altered += !intact;
+        return rest;
     };
 
-    long cases = 0, changed = 0, altered = 0, lost = 0, missedLookups = 0;
     unsigned n = 100;
     for (const auto& [label, text] : HostileTexts()) {
         for (const auto& field : fields) {
@@ -97,34 +103,27 @@ TEST(TextTest, HostileTextIsStoredExactlyInEveryFieldAndAltersNoStatement) {
             item.*field.member = text;
             const bool added = api->AddRemindItem(item, false, false);
             EXPECT_TRUE(added);
-            const std::vector<CRemindInfo> rows = AllRows();
-            const auto stored = std::find_if(rows.begin(), rows.end(), [&](const CRemindInfo& r) {
-                return r.m_nUid != initial.front().m_nUid;
-            });
-            altered += !intact(1);
-            if (stored == rows.end()) {
+            std::vector<CRemindInfo> rows = others();
+            altered += rows.size() > 1;
+            if (rows.empty()) {
                 lost += added;
                 continue;
             }
-            changed += (*stored).*field.member != text;
+            CRemindInfo stored = rows.front();
+            changed += stored.*field.member != text;
             // The same text as a condition finds that row and nothing else.
             CDBCriteria criteria;
             criteria.Where(field.column, text);
-            std::vector<CRemindInfo> found;
-            CDBControl::GetInstance()->FindItem(criteria, found);
-            missedLookups += found.size() != 1 || found.front().m_nUid != stored->m_nUid;
+            CDBControl::GetInstance()->FindItem(criteria, rows);
+            missedLookups += rows.size() != 1 || rows.front().m_nUid != stored.m_nUid;
 
             // An update writes the text again, exactly, and touches no other row.
-            CRemindInfo update = *stored;
-            update.*field.member = text + "!";
-            EXPECT_TRUE(api->UpdateRemindItemByUid(update.m_nUid, update, false, false, false));
-            criteria = CDBCriteria();
-            criteria.Where(CDBCriteria::CRITERIA_UID, static_cast<unsigned long>(update.m_nUid));
-            CDBControl::GetInstance()->FindItem(criteria, found);
-            changed += found.size() != 1 || found.front().*field.member != text + "!";
-            altered += !intact(1);
-            EXPECT_TRUE(api->DeleteRemindItemByUid(update.m_nUid, false));
-            altered += !intact(0);
+            stored.*field.member = text + "!";
+            EXPECT_TRUE(api->UpdateRemindItemByUid(stored.m_nUid, stored, false, false, false));
+            rows = others();
+            changed += rows.size() != 1 || rows.front().*field.member != text + "!";
+            EXPECT_TRUE(api->DeleteRemindItemByUid(stored.m_nUid, false));
+            altered += !others().empty();
         }
     }
     const std::string integrity = IntegrityCheck(DatabasePath());
