@@ -80,40 +80,33 @@ TEST_F(TvsimTest, BadProfilesLeaveAnEmptyTelevisionAndNameTheFault) {
     EXPECT_NE(error.find("/nonexistent/tv.json"), std::string::npos) << error;
 }
 
+using Attributes = std::map<int, long long>;
+
+// The attributes FindService gives for `fetch` of the first service matching `where`.
+Attributes Find(const std::vector<int>& fetch, const Attributes& where) {
+    TCCriteriaHelper criteria;
+    for (const int key : fetch) criteria.Fetch(key);
+    for (const auto& [key, value] : where) criteria.Where(key, value);
+    TCServiceData service;
+    EXPECT_EQ(ServiceApi()->FindService(criteria, service), 1);
+    return service.Attributes();
+}
+
 TEST_F(TvsimTest, FindServiceFillsOnlyFetchedAttributesOfTheFirstMatch) {
-    using Attributes = std::map<int, long long>;
-    const struct {
-        std::vector<int> fetch;
-        Attributes where;
-        Attributes expected;
-    } cases[] = {
-        // Only what was fetched comes back.
-        {{SERVICE_ATTR_MAJOR, SERVICE_ATTR_CHANNEL_TYPE},
-         {{SERVICE_ATTR_SERVICE_ID, 1002}},
-         {{SERVICE_ATTR_CHANNEL_TYPE, 2}, {SERVICE_ATTR_MAJOR, 2}}},
-        // An attribute the channel lacks (an analogue channel has no programme number) stays
-        // absent.
-        {{SERVICE_ATTR_PROGRAM_NUMBER, SERVICE_ATTR_PTC},
-         {{SERVICE_ATTR_SERVICE_ID, 2001}},
-         {{SERVICE_ATTR_PTC, 5}}},
-        // Every condition must hold: two channels share PTC 24, only one is scrambled.
-        {{SERVICE_ATTR_SERVICE_ID},
-         {{SERVICE_ATTR_PTC, 24}, {SERVICE_ATTR_SCRAMBLED_IN_PMT, 1}},
-         {{SERVICE_ATTR_SERVICE_ID, 1004}}},
-        // A service id beyond 32 bits is matched whole.
-        {{SERVICE_ATTR_CHANNEL_TYPE},
-         {{SERVICE_ATTR_SERVICE_ID, 4294967296LL}},
-         {{SERVICE_ATTR_CHANNEL_TYPE, 7}}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.where.begin()->second);
-        TCCriteriaHelper criteria;
-        for (const int key : c.fetch) criteria.Fetch(key);
-        for (const auto& [key, value] : c.where) criteria.Where(key, value);
-        TCServiceData service;
-        ASSERT_EQ(ServiceApi()->FindService(criteria, service), 1);
-        EXPECT_EQ(service.Attributes(), c.expected);
-    }
+    EXPECT_EQ(
+        Find({SERVICE_ATTR_MAJOR, SERVICE_ATTR_CHANNEL_TYPE}, {{SERVICE_ATTR_SERVICE_ID, 1002}}),
+        (Attributes{{SERVICE_ATTR_CHANNEL_TYPE, 2}, {SERVICE_ATTR_MAJOR, 2}}));
+    // An attribute the channel lacks (an analogue channel has no programme number) stays absent.
+    EXPECT_EQ(
+        Find({SERVICE_ATTR_PROGRAM_NUMBER, SERVICE_ATTR_PTC}, {{SERVICE_ATTR_SERVICE_ID, 2001}}),
+        (Attributes{{SERVICE_ATTR_PTC, 5}}));
+    // Every condition must hold: two channels share PTC 24, only one is scrambled.
+    EXPECT_EQ(Find({SERVICE_ATTR_SERVICE_ID},
+                   {{SERVICE_ATTR_PTC, 24}, {SERVICE_ATTR_SCRAMBLED_IN_PMT, 1}}),
+              (Attributes{{SERVICE_ATTR_SERVICE_ID, 1004}}));
+    // A service id beyond 32 bits is matched whole.
+    EXPECT_EQ(Find({SERVICE_ATTR_CHANNEL_TYPE}, {{SERVICE_ATTR_SERVICE_ID, 4294967296LL}}),
+              (Attributes{{SERVICE_ATTR_CHANNEL_TYPE, 7}}));
 }
 
 TEST_F(TvsimTest, ClockIsUtcPlusOffsetAndStaysStillUntilSet) {
