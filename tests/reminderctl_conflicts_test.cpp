@@ -2,26 +2,18 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
+#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "TestSupport.h"
 
 namespace {
-
-struct SRun {
-    int status;
-    std::string output;
-};
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -29,184 +21,135 @@ bool Contains(const std::string& text, const std::string& part) {
 
 Json::Value ParseJson(const std::string& text) {
     Json::Value value;
+    std::istringstream in(text);
     std::string errors;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors))
-        << errors << "\n"
-        << text;
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &errors)) << text;
     return value;
 }
 
-// What the SVG holds: the shapes of the bookings and the conflict marks, by UID.
-struct SSvgContent {
-    std::multiset<std::string> bookingUids;
-    std::multiset<std::string> markUids;
-};
-
-bool HasClass(const gchar** names, const gchar** values, const std::string& wanted) {
-    for (int i = 0; names[i] != nullptr; ++i) {
-        if (std::string(names[i]) != "class") continue;
-        std::istringstream classes(values[i]);
-        std::string c;
-        while (classes >> c) {
-            if (c == wanted) return true;
-        }
-    }
-    return false;
-}
-
-std::string Attribute(const gchar** names, const gchar** values, const std::string& wanted) {
-    for (int i = 0; names[i] != nullptr; ++i) {
-        if (std::string(names[i]) == wanted) return values[i];
-    }
-    return "";
-}
-
-void OnElement(GMarkupParseContext*, const gchar*, const gchar** names, const gchar** values,
-               gpointer data, GError**) {
-    auto* content = static_cast<SSvgContent*>(data);
-    if (HasClass(names, values, "booking")) {
-        content->bookingUids.insert(Attribute(names, values, "data-uid"));
-    }
-    if (HasClass(names, values, "conflict-mark")) {
-        content->markUids.insert(Attribute(names, values, "data-uid"));
-    }
-}
+// The UIDs of the SVG's booking shapes and of its conflict marks.
+using SvgUids = std::map<std::string, std::multiset<std::string>>;
 
 // Parses the file as XML; fails the test when it is not well formed.
-SSvgContent ParseSvg(const std::string& path) {
+SvgUids ParseSvg(const std::string& path) {
     std::ifstream in(path);
     std::stringstream text;
     text << in.rdbuf();
     std::string xml = text.str();
     // GMarkup reads elements, not the XML declaration.
     if (xml.rfind("<?xml", 0) == 0) xml = xml.substr(xml.find("?>") + 2);
-    SSvgContent content;
     GMarkupParser parser{};
-    parser.start_element = OnElement;
+    parser.start_element = [](GMarkupParseContext*, const gchar*, const gchar** names,
+                              const gchar** values, gpointer data, GError**) {
+        std::string uid;
+        std::set<std::string> classes;
+        for (int i = 0; names[i] != nullptr; ++i) {
+            std::istringstream words(values[i]);
+            if (std::string(names[i]) == "data-uid") uid = values[i];
+            for (std::string c; std::string(names[i]) == "class" && words >> c;) classes.insert(c);
+        }
+        for (const char* kind : {"booking", "conflict-mark"}) {
+            if (classes.count(kind) > 0) (*static_cast<SvgUids*>(data))[kind].insert(uid);
+        }
+    };
+    SvgUids uids;
     GMarkupParseContext* context =
-        g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, &content, nullptr);
+        g_markup_parse_context_new(&parser, G_MARKUP_DEFAULT_FLAGS, &uids, nullptr);
     GError* error = nullptr;
-    const bool parsed = g_markup_parse_context_parse(context, xml.data(),
-                                                     static_cast<gssize>(xml.size()), &error) &&
-                        g_markup_parse_context_end_parse(context, &error);
-    EXPECT_TRUE(parsed) << (error != nullptr ? error->message : "");
+    EXPECT_TRUE(g_markup_parse_context_parse(context, xml.data(), static_cast<gssize>(xml.size()),
+                                             &error) &&
+                g_markup_parse_context_end_parse(context, &error))
+        << (error != nullptr ? error->message : "");
     if (error != nullptr) g_error_free(error);
     g_markup_parse_context_free(context);
-    return content;
+    return uids;
 }
 
-class ReminderctlConflictsTest : public ::testing::Test {
+class ReminderctlConflictsTest : public testsupport::CToolTest {
 protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() /
-                ("reminderctl-conflicts-" + std::to_string(getpid()));
-        std::filesystem::remove_all(m_dir);
-        std::filesystem::create_directories(m_dir);
-        m_db = (m_dir / "ReminderFile_v1.db").string();
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
     // Runs the tool on the profile `set` of examples/; standard output only.
-    SRun Run(const std::string& set, const std::string& arguments,
-             const std::string& environment = "") {
-        const std::string command = environment + " " + std::string(REMINDER_TOOL_PATH) +
-                                    " --db '" + m_db + "' --tv '" + REMINDER_SOURCE_DIR +
-                                    "/examples/" + set + "' " + arguments + " 2>/dev/null";
-        const testsupport::SCommandRun run = testsupport::RunShell(command);
-        return SRun{run.status, run.output};
+    std::pair<int, std::string> On(const std::string& set, const std::string& arguments) {
+        return Run("--tv '" REMINDER_SOURCE_DIR "/examples/" + set + "' " + arguments);
     }
 
     // The evening: a film 21:00-23:00 on 1.0, a documentary 22:00-23:30 on 3.0, and a talk
     // show 19:30-20:30 on 2.0 that meets neither.
-    void BookTheEvening() {
+    void SetUp() override {
+        CToolTest::SetUp();
         for (const char* args : {"add --service 1001 --event 104 --as recording",
                                  "add --service 1003 --event 105 --as recording",
                                  "add --service 1002 --event 102 --as recording"}) {
-            const SRun run = Run("tv-profile.json", args);
-            ASSERT_EQ(run.status, 0) << args << "\n" << run.output;
+            ASSERT_EQ(On("tv-profile.json", args).first, 0) << args;
         }
     }
-
-    std::filesystem::path m_dir;
-    std::string m_db;
 };
 
-TEST_F(ReminderctlConflictsTest, ConflictsOnEachSet) {
-    BookTheEvening();
+TEST_F(ReminderctlConflictsTest, ConflictsAndChecksOnEachSet) {
     // One tuner: the film and the documentary clash, each naming the other.
-    SRun run = Run("tv-one-tuner.json", "conflicts --json");
-    ASSERT_EQ(run.status, 0) << run.output;
-    const Json::Value conflicts = ParseJson(run.output);
-    ASSERT_EQ(conflicts.size(), 2u) << run.output;
+    auto [status, output] = On("tv-one-tuner.json", "conflicts --json");
+    ASSERT_EQ(status, 0) << output;
+    const Json::Value conflicts = ParseJson(output);
+    ASSERT_EQ(conflicts.size(), 2u) << output;
     std::map<unsigned, unsigned> clashes;
     for (const Json::Value& c : conflicts) {
-        ASSERT_EQ(c["conflicts_with"].size(), 1u) << run.output;
+        ASSERT_EQ(c["conflicts_with"].size(), 1u) << output;
         clashes[c["uid"].asUInt()] = c["conflicts_with"][0]["uid"].asUInt();
     }
     ASSERT_EQ(clashes.size(), 2u);
     for (const auto& [uid, other] : clashes) EXPECT_EQ(clashes[other], uid);
 
     // Two recordable tuners take both; the satellite set on one cable cannot.
-    run = Run("tv-two-recordable-tuners.json", "conflicts");
-    EXPECT_TRUE(Contains(run.output, "No conflicts among 3 booking(s) (2 tuners, 2 recordable)"))
-        << run.output;
-    run = Run("tv-satellite-single-cable.json", "conflicts");
-    EXPECT_TRUE(Contains(run.output, "2 of 3 booking(s) have a conflict (1 tuner, 1 recordable)"))
-        << run.output;
-}
+    EXPECT_TRUE(Contains(On("tv-two-recordable-tuners.json", "conflicts").second,
+                         "No conflicts among 3 booking(s) (2 tuners, 2 recordable)"));
+    EXPECT_TRUE(Contains(On("tv-satellite-single-cable.json", "conflicts").second,
+                         "2 of 3 booking(s) have a conflict (1 tuner, 1 recordable)"));
 
-TEST_F(ReminderctlConflictsTest, CheckReportsWithoutStoring) {
-    BookTheEvening();
-    // The split film on 2.0 runs 21:00-21:50, 22:00-22:50 and 23:00-23:45: its parts meet both.
-    SRun run = Run("tv-one-tuner.json",
-                   "add --check --json --service 1002 --event 500 --as "
-                   "recording");
-    ASSERT_EQ(run.status, 0) << run.output;
-    const Json::Value check = ParseJson(run.output);
-    EXPECT_EQ(check["conflicts_with"].size(), 2u) << run.output;
-    run = Run("tv-one-tuner.json", "list --json");
-    EXPECT_EQ(ParseJson(run.output).size(), 3u);
-
-    run =
-        Run("tv-two-recordable-tuners.json", "add --check --service 1002 --event 102 --as viewing");
-    EXPECT_TRUE(Contains(run.output, "No conflict")) << run.output;
+    // A check reports without storing: the split film on 2.0 runs 21:00-21:50, 22:00-22:50 and
+    // 23:00-23:45, its parts meet both.
+    std::tie(status, output) =
+        On("tv-one-tuner.json", "add --check --json --service 1002 --event 500 --as recording");
+    ASSERT_EQ(status, 0) << output;
+    EXPECT_EQ(ParseJson(output)["conflicts_with"].size(), 2u) << output;
+    EXPECT_EQ(ParseJson(On("tv-one-tuner.json", "list --json").second).size(), 3u);
+    EXPECT_TRUE(Contains(
+        On("tv-two-recordable-tuners.json", "add --check --service 1002 --event 102 --as viewing")
+            .second,
+        "No conflict"));
 }
 
 TEST_F(ReminderctlConflictsTest, TimelineAsSvgHasAShapePerBookingAndAMarkPerConflict) {
-    BookTheEvening();
     const std::string svg = (m_dir / "evening.svg").string();
-    SRun run = Run("tv-one-tuner.json", "timeline --hours 6 --svg '" + svg + "'");
-    ASSERT_EQ(run.status, 0) << run.output;
-    SSvgContent content = ParseSvg(svg);
-    EXPECT_EQ(content.bookingUids, (std::multiset<std::string>{"1", "2", "3"}));
-    EXPECT_EQ(content.markUids, (std::multiset<std::string>{"1", "2"}));
+    ASSERT_EQ(On("tv-one-tuner.json", "timeline --hours 6 --svg '" + svg + "'").first, 0);
+    SvgUids uids = ParseSvg(svg);
+    EXPECT_EQ(uids["booking"], (std::multiset<std::string>{"1", "2", "3"}));
+    EXPECT_EQ(uids["conflict-mark"], (std::multiset<std::string>{"1", "2"}));
 
-    run = Run("tv-two-recordable-tuners.json", "timeline --hours 6 --svg '" + svg + "'");
-    content = ParseSvg(svg);
-    EXPECT_EQ(content.bookingUids.size(), 3u);
-    EXPECT_TRUE(content.markUids.empty());
+    ASSERT_EQ(On("tv-two-recordable-tuners.json", "timeline --hours 6 --svg '" + svg + "'").first,
+              0);
+    uids = ParseSvg(svg);
+    EXPECT_EQ(uids["booking"].size(), 3u);
+    EXPECT_TRUE(uids["conflict-mark"].empty());
 }
 
 TEST_F(ReminderctlConflictsTest, TimelineInTheTerminalFitsAndNamesConflicts) {
-    BookTheEvening();
-    const SRun run = Run("tv-one-tuner.json", "timeline --hours 6", "NO_COLOR=1 COLUMNS=80");
-    ASSERT_EQ(run.status, 0) << run.output;
-    EXPECT_FALSE(Contains(run.output, "\033[")) << run.output;
-    std::istringstream lines(run.output);
-    std::string line;
+    setenv("NO_COLOR", "1", 1);
+    setenv("COLUMNS", "80", 1);
+    const auto [status, output] = On("tv-one-tuner.json", "timeline --hours 6");
+    ASSERT_EQ(status, 0) << output;
+    EXPECT_FALSE(Contains(output, "\033[")) << output;
+    std::istringstream lines(output);
     int rows = 0;
-    while (std::getline(lines, line)) {
-        const auto cells = std::count_if(line.begin(), line.end(), [](char c) {
-            return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-        });
-        EXPECT_LE(cells, 80) << line;
-        if (line.rfind("!R ", 0) == 0 || line.rfind(" R ", 0) == 0) ++rows;
+    for (std::string line; std::getline(lines, line);) {
+        // Characters, not bytes: continuation bytes of UTF-8 are not counted.
+        EXPECT_LE(
+            std::count_if(line.begin(), line.end(), [](char c) { return (c & 0xC0) != 0x80; }), 80)
+            << line;
+        rows += line.rfind("!R ", 0) == 0 || line.rfind(" R ", 0) == 0;
     }
-    EXPECT_EQ(rows, 3) << run.output;
-    EXPECT_TRUE(Contains(run.output, "! 1 Cinéma de Minuit (recording")) << run.output;
-    EXPECT_TRUE(Contains(run.output, "clashes with 2 Planeta Azul")) << run.output;
-    EXPECT_TRUE(Contains(run.output, "now 19:00")) << run.output;
+    EXPECT_EQ(rows, 3) << output;
+    EXPECT_TRUE(Contains(output, "! 1 Cinéma de Minuit (recording")) << output;
+    EXPECT_TRUE(Contains(output, "clashes with 2 Planeta Azul")) << output;
+    EXPECT_TRUE(Contains(output, "now 19:00")) << output;
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 // reminderctl tune and monitor, run as processes against a database of their own.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -38,9 +34,8 @@ TEST_F(ReminderctlTuneTest, MonitorPrintsAMovedProgrammeOfABookedRecording) {
     ASSERT_EQ(Run("add --service 1001 --event 104 --as recording").first, 0);
     ASSERT_EQ(Run("add --service 1001 --event 105 --as viewing").first, 0);
     // The broadcaster moves the booked film by a quarter of an hour, and the unbooked news.
-    std::ifstream in(testsupport::SampleProfilePath());
     std::stringstream profile;
-    profile << in.rdbuf();
+    profile << std::ifstream(testsupport::SampleProfilePath()).rdbuf();
     std::string text = profile.str();
     text.insert(text.find('{') + 1, R"("programme_changes": [
         {"after": 0, "type": 1, "service_id": 1001, "event_id": 105, "start": 1795471500},

@@ -11,26 +11,23 @@
 
 namespace {
 
-std::string Example(const std::string& name) {
-    return std::string(REMINDER_SOURCE_DIR) + "/examples/" + name;
-}
-
 TEST(TvsimProfiles, EachTypicalSetCountsItsTuners) {
-    struct SCase {
+    const struct {
         const char* file;
         int available, recordable;
-    };
-    const SCase cases[] = {
+    } cases[] = {
         {"tv-profile.json", 2, 1},
         {"tv-one-tuner.json", 1, 1},
         {"tv-two-tuners-one-recordable.json", 2, 1},
         {"tv-two-recordable-tuners.json", 2, 2},
         {"tv-satellite-single-cable.json", 1, 1},
     };
-    for (const SCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.file);
         std::string error;
-        ASSERT_TRUE(tvsim::LoadProfileFile(Example(c.file), &error)) << error;
+        ASSERT_TRUE(
+            tvsim::LoadProfileFile(REMINDER_SOURCE_DIR "/examples/" + std::string(c.file), &error))
+            << error;
         EXPECT_EQ(CReminderAPIUtil::NumOfAvailableTuner(), c.available);
         EXPECT_EQ(CReminderAPIUtil::NumOfRecordableTuner(), c.recordable);
         // The same evening on every set: the base's guide, channels and modules.
@@ -52,6 +49,7 @@ TEST(TvsimProfiles, ABaseIsChangedKeyByKeyOrMemberByMember) {
                             "ca_devices": [{"key": 4, "state": 1}]})");
     std::string error;
     ASSERT_TRUE(tvsim::LoadProfileFile(derived, &error)) << error;
+    // Key 18 from the derived profile, 125 from the base.
     int value = 0;
     ASSERT_EQ(system_info_get_value_int(18, &value), SYSTEM_INFO_ERROR_NONE);
     EXPECT_EQ(value, 1);

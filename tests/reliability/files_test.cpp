@@ -5,8 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -19,107 +19,47 @@
 namespace reliability {
 namespace {
 
-// db_locker holding the file from when it says "ready" until it commits after `holdMs`.
-class Locker {
-public:
-    explicit Locker(int holdMs)
-        : m_child({RELIABILITY_DB_LOCKER, DatabasePath(), std::to_string(holdMs)}) {}
-    bool WaitUntilHeld() { return m_child.ReadLine(10000) == "ready"; }
-    bool Finish() { return m_child.Wait(20000) == 0; }
-
-private:
-    Child m_child;
-};
-
 std::string StoredSynopsis(unsigned long uid) {
-    CRemindInfo stored;
     CDBCriteria criteria;
     criteria.Where(CDBCriteria::CRITERIA_UID, uid);
     std::vector<CRemindInfo> rows;
-    if (!CDBControl::GetInstance()->FindItem(criteria, rows) || rows.empty()) return "<none>";
-    return rows.front().m_sSynopsis;
+    CDBControl::GetInstance()->FindItem(criteria, rows);
+    return rows.empty() ? "<none>" : rows.front().m_sSynopsis;
 }
 
-// One add and one update while another process holds the file for `holdMs`; the number of
-// acknowledged writes that are not in the file afterwards. `status` is the store status that the
-// update left for this thread.
-long WritesLostWhileHeld(int holdMs, bool* added, bool* updated, int* status) {
+// An add and an update while db_locker holds the file: half a second is waited out, four and a
+// half seconds fail and say so (a status the caller can tell from an empty answer).
+TEST(FilesTest, WritesWhileAnotherProcessHoldsTheFileAreAcknowledgedOnlyWhenStored) {
     CReminderAPI* api = CReminderAPI::GetInstance();
-    CRemindInfo first = Booking("held-first", 1);
-    EXPECT_TRUE(api->AddRemindItem(first, false, false));
-    const unsigned long uid = UidOf("held-first");
+    for (const int holdMs : {500, 4500}) {
+        SCOPED_TRACE(holdMs);
+        const bool expected = holdMs < 1000;
+        const std::string first = "held-" + std::to_string(holdMs);
+        CRemindInfo item = Booking(first, static_cast<unsigned>(holdMs));
+        ASSERT_TRUE(api->AddRemindItem(item, false, false));
+        const unsigned long uid = UidOf(first);
 
-    Locker locker(holdMs);
-    EXPECT_TRUE(locker.WaitUntilHeld());
-    CRemindInfo second = Booking("held-second", 2);
-    *added = api->AddRemindItem(second, false, false);
-    CRemindInfo changed = first;
-    changed.m_sSynopsis = "changed while held";
-    *updated = api->UpdateRemindItemByUid(uid, changed, false, false, false);
-    *status = CReminderAPI::LastStoreError();
-    EXPECT_TRUE(locker.Finish());
+        Child locker({RELIABILITY_DB_LOCKER, DatabasePath(), std::to_string(holdMs)});
+        ASSERT_EQ(locker.ReadLine(10000), "ready");
+        CRemindInfo second = Booking(first + "-second", static_cast<unsigned>(holdMs) + 1);
+        const bool added = api->AddRemindItem(second, false, false);
+        item.m_sSynopsis = "changed while held";
+        const bool updated = api->UpdateRemindItemByUid(uid, item, false, false, false);
+        const int status = CReminderAPI::LastStoreError();
+        EXPECT_EQ(locker.Wait(20000), 0);
 
-    long lost = 0;
-    if (*added && UidOf("held-second") == 0) ++lost;
-    if (*updated && StoredSynopsis(uid) != "changed while held") ++lost;
-    return lost;
-}
-
-TEST(FilesTest, HeldHalfASecondWritesSucceedLate) {
-    bool added = false;
-    bool updated = false;
-    int status = -1;
-    const long lost = WritesLostWhileHeld(500, &added, &updated, &status);
-    Figure("add_acknowledged", added ? 1 : 0);
-    Figure("update_acknowledged", updated ? 1 : 0);
-    Figure("acknowledged_writes_lost", lost);
-    EXPECT_TRUE(added);
-    EXPECT_TRUE(updated);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
-}
-
-TEST(FilesTest, HeldFourAndAHalfSecondsWritesFailAndSaySo) {
-    bool added = true;
-    bool updated = true;
-    int status = 0;
-    const long lost = WritesLostWhileHeld(4500, &added, &updated, &status);
-    Figure("add_acknowledged", added ? 1 : 0);
-    Figure("update_acknowledged", updated ? 1 : 0);
-    Figure("acknowledged_writes_lost", lost);
-    EXPECT_FALSE(added);
-    EXPECT_FALSE(updated);
-    EXPECT_NE(status, 0) << "the failure must be told from an empty answer";
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
-}
-
-// A worker adding to the file at `path`; the titles it acknowledged and refused, and how it
-// ended.
-struct AddRun {
-    std::set<std::string> acked;
-    long refused = 0;
-    int status = -1;
-};
-
-AddRun RunAdds(const std::string& path, const std::vector<std::string>& args) {
-    Child worker(Worker(args), {{"REMINDER_DB_PATH", path}});
-    AddRun run;
-    run.status = worker.Wait(60000);
-    for (const std::string& line : worker.ReadAvailable()) {
-        if (line.rfind("ack ", 0) == 0) run.acked.insert(line.substr(4));
-        if (line.rfind("nack ", 0) == 0) ++run.refused;
+        const long lost = (added && UidOf(first + "-second") == 0) +
+                          (updated && StoredSynopsis(uid) != "changed while held");
+        Figures({{"hold_ms", holdMs},
+                 {"add_acknowledged", added},
+                 {"update_acknowledged", updated},
+                 {"acknowledged_writes_lost", lost}});
+        EXPECT_EQ(added, expected);
+        EXPECT_EQ(updated, expected);
+        EXPECT_EQ(status == 0, expected);
+        EXPECT_EQ(lost, 0);
+        EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
     }
-    return run;
-}
-
-long MissingFrom(const std::string& path, const std::set<std::string>& acked) {
-    std::multiset<std::string> stored;
-    if (!StoredTitles(path, &stored)) return static_cast<long>(acked.size());
-    long missing = 0;
-    for (const std::string& title : acked) missing += stored.count(title) == 0 ? 1 : 0;
-    return missing;
 }
 
 std::string FileBytes(const std::string& path) {
@@ -129,76 +69,75 @@ std::string FileBytes(const std::string& path) {
     return bytes.str();
 }
 
-void ReportDamagedRun(const AddRun& run, long lost) {
-    Figure("acknowledged", static_cast<long>(run.acked.size()));
-    Figure("refused", run.refused);
-    Figure("acknowledged_writes_lost", lost);
-    Figure("crashed", run.status > 128 ? 1 : 0);
+// Worker lines of adds to the file at `path`; `status` is how the worker ended.
+std::vector<std::string> RunAdds(const std::string& path, const std::vector<std::string>& args,
+                                 int* status) {
+    Child worker(Worker(args), {{"REMINDER_DB_PATH", path}});
+    *status = worker.Wait(60000);
+    return worker.ReadAvailable();
 }
 
-TEST(FilesTest, WriteErrorsFromAFileSizeLimitAreNeverAcknowledged) {
-    const std::string path = TempDatabase("fsize.db");
-    ASSERT_EQ(RunAdds(path, {"add", "2", "100"}).status, 0);
-    struct stat info = {};
-    ASSERT_EQ(stat(path.c_str(), &info), 0);
-    // Room for a handful of 4 KB bookings, then every write hits the limit.
-    const long limit = static_cast<long>(info.st_size) + 24 * 1024;
-    const AddRun run = RunAdds(path, {"add", "40", "4096", std::to_string(limit)});
-    const long lost = MissingFrom(path, run.acked);
-    ReportDamagedRun(run, lost);
-    Figure("integrity", IntegrityCheck(path));
-    EXPECT_EQ(run.status, 0);
-    EXPECT_GT(run.refused, 0) << "the limit never bit";
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(IntegrityCheck(path), "ok");
-}
-
-TEST(FilesTest, ReadOnlyFileRefusesWritesAndKeepsItsRows) {
-    const std::string path = TempDatabase("readonly.db");
-    ASSERT_EQ(RunAdds(path, {"add", "2", "100"}).status, 0);
-    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-    const std::string before = FileBytes(path);
-    // Root writes any file, so the worker gives up root first.
-    const AddRun run = RunAdds(path, {"--as-nobody", "add", "5", "100"});
-    const long lost = MissingFrom(path, run.acked);
-    ReportDamagedRun(run, lost);
-    chmod(path.c_str(), 0644);
-    ASSERT_NE(run.status, 4) << "could not drop root";
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(run.acked.size(), 0u);
-    EXPECT_EQ(FileBytes(path), before);
-}
-
-TEST(FilesTest, CorruptFileNeitherCrashesNorAcknowledgesLostWrites) {
-    const std::string path = TempDatabase("corrupt.db");
-    ASSERT_EQ(RunAdds(path, {"add", "10", "2000"}).status, 0);
-    {
+TEST(FilesTest, DamagedFilesNeitherCrashNorLoseAcknowledgedWrites) {
+    const struct {
+        std::string name;
+        const char* seedRows;  // written first, with a synopsis of `seedBytes` each
+        const char* seedBytes;
+        std::vector<std::string> args;  // of the worker's run on the damaged file
+    } cases[] = {
+        // Room for a handful of 4 KB bookings, then every write hits the limit.
+        {"file-size limit", "2", "100", {"add", "40", "4096", "<24 KB more>"}},
+        // Root writes any file, so the worker gives up root first.
+        {"read-only", "2", "100", {"--as-nobody", "add", "5", "100"}},
         // Garbage over the table's pages, past the file header and the schema page.
-        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(4096);
-        const std::string garbage(8192, '\xA5');
-        file.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
+        {"corrupt", "10", "2000", {"add", "5", "100"}},
+        {"not a database", "0", "0", {"add", "5", "100"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string path = DatabasePath() + "-damaged";
+        std::remove(path.c_str());
+        std::remove((path + "-journal").c_str());
+        int status = -1;
+        RunAdds(path, {"add", c.seedRows, c.seedBytes}, &status);
+        ASSERT_EQ(status, 0);
+        std::vector<std::string> args = c.args;
+        struct stat info = {};
+        stat(path.c_str(), &info);
+        if (c.name == "file-size limit") args.back() = std::to_string(info.st_size + 24 * 1024);
+        if (c.name == "read-only") chmod(path.c_str(), 0444);
+        if (c.name == "corrupt") {
+            std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(4096)
+                << std::string(8192, '\xA5');
+        }
+        if (c.name == "not a database") {
+            std::ofstream text(path, std::ios::binary);
+            for (int i = 0; i < 200; ++i) text << "This is a text file, not a booking database.\n";
+        }
+        const std::string before = FileBytes(path);
+        const std::vector<std::string> lines = RunAdds(path, args, &status);
+        chmod(path.c_str(), 0644);
+        const std::set<std::string> acked = Titles(lines, "ack ");
+        const long refused = static_cast<long>(Titles(lines, "nack ").size());
+        const long lost = Missing(path, acked);
+        Figures({{"case", c.name},
+                 {"acknowledged", acked.size()},
+                 {"refused", refused},
+                 {"acknowledged_writes_lost", lost},
+                 {"crashed", status > 128}});
+        ASSERT_NE(status, 4) << "could not drop root";
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(lost, 0);
+        // A file that cannot be written keeps every byte and acknowledges nothing.
+        if (c.name == "read-only" || c.name == "not a database") {
+            EXPECT_EQ(acked.size(), 0u);
+            EXPECT_EQ(FileBytes(path), before);
+        }
+        if (c.name == "file-size limit") {
+            EXPECT_GT(refused, 0) << "the limit never bit";
+            EXPECT_EQ(IntegrityCheck(path), "ok");
+        }
+        std::remove(path.c_str());
     }
-    const AddRun run = RunAdds(path, {"add", "5", "100"});
-    const long lost = MissingFrom(path, run.acked);
-    ReportDamagedRun(run, lost);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(lost, 0);
-}
-
-TEST(FilesTest, NonDatabaseFileIsLeftAloneAndNothingIsAcknowledged) {
-    const std::string path = TempDatabase("notadb.db");
-    std::string text;
-    while (text.size() < 8192) text += "This is a text file, not a booking database.\n";
-    std::ofstream(path, std::ios::binary) << text;
-    const AddRun run = RunAdds(path, {"add", "5", "100"});
-    const long lost = MissingFrom(path, run.acked);
-    ReportDamagedRun(run, lost);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(run.acked.size(), 0u);
-    EXPECT_EQ(FileBytes(path), text);
 }
 
 }  // namespace
