@@ -28,7 +28,8 @@ std::string StoredSynopsis(unsigned long uid) {
 }
 
 // An add and an update while db_locker holds the file: half a second is waited out, four and a
-// half seconds fail and say so (a status the caller can tell from an empty answer).
+// half seconds fail and say so (a status the caller can tell from an empty answer), and leave
+// nothing behind once the file is free again.
 TEST(FilesTest, WritesWhileAnotherProcessHoldsTheFileAreAcknowledgedOnlyWhenStored) {
     CReminderAPI* api = CReminderAPI::GetInstance();
     for (const int holdMs : {500, 4500}) {
@@ -58,6 +59,9 @@ TEST(FilesTest, WritesWhileAnotherProcessHoldsTheFileAreAcknowledgedOnlyWhenStor
         EXPECT_EQ(updated, expected);
         EXPECT_EQ(status == 0, expected);
         EXPECT_EQ(lost, 0);
+        // A refusal is honest too: what was refused is not in the file either.
+        EXPECT_EQ(UidOf(first + "-second") != 0, added);
+        EXPECT_EQ(StoredSynopsis(uid) == "changed while held", updated);
         EXPECT_EQ(IntegrityCheck(DatabasePath()), "ok");
     }
 }
