@@ -1,12 +1,7 @@
-/*
- * The C interfaces as a C program sees them: the record's derived answers at their edges, text
- * ownership, a booking from creation to deletion, lists and their release, and the helpers.
- *
- * Runs on the sample television (TVSIM_PROFILE) with its own database file (REMINDER_DB_PATH),
- * both set by the test's environment.
- */
+/* The C interfaces as a C program sees them: the record's derived answers at their edges, text
+ * ownership, a booking from creation to deletion, lists and their release, and the helpers. Runs
+ * on the sample television (TVSIM_PROFILE) with its own database file (REMINDER_DB_PATH). */
 #include <stdarg.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -37,7 +32,23 @@ static int text_is(char* text, const char* expected) {
     return same;
 }
 
-/* --- The record --- */
+/* A booking of a programme of the sample guide, on the channel of these numbers. */
+static remind_info_type_s* booking(EReserveType type, unsigned short major, unsigned short ptc,
+                                   unsigned short program_number, unsigned short event_id,
+                                   unsigned int start_offset, unsigned int duration,
+                                   const char* title) {
+    remind_info_type_s* h = reminder_info_add();
+    reminder_info_set(h, major, 0, ptc, REMINDER_CHANNEL_TYPE_DTV, program_number);
+    reminder_info_set_reserve_type(h, type);
+    reminder_info_set_event_id(h, event_id);
+    reminder_info_set_start_time(h, LOCAL_NOW + start_offset);
+    reminder_info_set_duration(h, duration);
+    reminder_info_set_title(h, title);
+    return h;
+}
+
+#define VIEWING REMINDER_RESERVE_VIEWING
+#define RECORDING REMINDER_RESERVE_RECORDING
 
 static void test_null_handles(void) {
     reminder_info_del(NULL);
@@ -59,8 +70,7 @@ static void test_kinds(void) {
     } rows[] = {
         {0, 0, "10000000", 0},    {1, 0, "00000010", 0},  {2, 0, "01000010", 7200},
         {2, 1, "01000000", 7200}, {3, 0, "00000000", 0},  {4, 0, "00110000", 0},
-        {5, 0, "00000000", 0},    {7, 0, "00000010", 0},  {7, 1, "00000001", 0},
-        {9, 0, "00011000", 0},    {10, 0, "00000000", 0}, {11, 0, "00000010", 0},
+        {7, 0, "00000010", 0},    {7, 1, "00000001", 0},  {9, 0, "00011000", 0},
         {12, 0, "00000100", 0},   {12, 1, "00000101", 0},
     };
     remind_info_type_s* h = reminder_info_add();
@@ -74,12 +84,9 @@ static void test_kinds(void) {
                  reminder_info_is_an_invalid(h), reminder_info_is_series_booking(h),
                  reminder_info_is_a_record_list_group_subscription(h),
                  reminder_info_is_a_recording(h), reminder_info_is_metadata_from_dsm(h));
-        if (strcmp(got, rows[i].answers) != 0 ||
-            reminder_info_max_over_run_allowed(h) != rows[i].overrun) {
-            fprintf(stderr, "kinds: reserve type %d, record list %d: %s\n", rows[i].type,
-                    rows[i].list, got);
-            ++failures;
-        }
+        CHECK(strcmp(got, rows[i].answers) == 0 &&
+              reminder_info_max_over_run_allowed(h) == rows[i].overrun);
+        if (strcmp(got, rows[i].answers) != 0) fprintf(stderr, "  row %u: %s\n", (unsigned)i, got);
     }
     reminder_info_del(h);
 }
@@ -114,49 +121,20 @@ static void test_times_and_margins(void) {
     reminder_info_del(h);
 }
 
-/* The plain fields by the type of their value, named as their getters and setters are. */
-#define SHORT_FIELDS(X) X(device) X(event_id) X(err_no) X(series_id) X(expired_date)
-#define INT_FIELDS(X)  \
-    X(uid)             \
-    X(booking_order)   \
-    X(rct_expiry_time) \
-    X(added_time) X(activation_time) X(record_list_expiry_time) X(published_duration)
-#define SET_NEXT(name) reminder_info_set_##name(h, value++);
-#define CHECK_NEXT(name) CHECK(reminder_info_##name(h) == value++);
-
-static void test_fields(void) {
-    static const struct {
-        int (*get)(const remind_info_type_s*);
-        void (*set)(remind_info_type_s*, intptr_t);
-    } flags[] = {
-        {reminder_info_is_a_remote_channel, reminder_info_set_remote_channel},
-        {reminder_info_alarmed, reminder_info_set_alarmed},
-        {reminder_info_recording_space_alarmed, reminder_info_set_recording_space_alarmed},
-        {reminder_info_currently_recording, reminder_info_set_currently_recording},
-        {reminder_info_unresolved_conflict, reminder_info_set_unresolved_conflict},
-        {reminder_info_is_recommended, reminder_info_set_recommended},
-        {reminder_info_is_a_record_list_booking, reminder_info_set_record_list_booking},
-    };
+static void test_fields_and_text(void) {
     remind_info_type_s* h = reminder_info_add();
-    unsigned int value;
-    size_t i;
+    char* copy;
 
-    /* Each setter writes its own member: distinct values, all read back afterwards. */
-    value = 100;
-    SHORT_FIELDS(SET_NEXT)
-    value = 70000;
-    INT_FIELDS(SET_NEXT)
-    value = 100;
-    SHORT_FIELDS(CHECK_NEXT)
-    value = 70000;
-    INT_FIELDS(CHECK_NEXT)
-    /* Flags take any pointer-sized value: one whose low byte is zero is still true. */
-    for (i = 0; i < COUNT(flags); ++i) {
-        flags[i].set(h, 256);
-        CHECK(flags[i].get(h) == 1);
-        flags[i].set(h, 0);
-        CHECK(flags[i].get(h) == 0);
-    }
+    /* Values of each width come back whole; a flag given a pointer-sized value whose low byte is
+     * zero is still true. */
+    reminder_info_set_event_id(h, 65535);
+    reminder_info_set_activation_time(h, 0xFFFFFFFFu);
+    CHECK(reminder_info_event_id(h) == 65535 && reminder_info_activation_time(h) == 0xFFFFFFFFu);
+    reminder_info_set_alarmed(h, 256);
+    reminder_info_set_currently_recording(h, 1);
+    CHECK(reminder_info_alarmed(h) == 1 && reminder_info_currently_recording(h) == 1);
+    reminder_info_set_alarmed(h, 0);
+    CHECK(reminder_info_alarmed(h) == 0 && reminder_info_currently_recording(h) == 1);
     reminder_info_set_repeat(h, REMINDER_REPEAT_MANUAL, 0x41);
     CHECK(reminder_info_repeat_type(h) == REMINDER_REPEAT_MANUAL &&
           reminder_info_manual_repeat(h) == 0x41);
@@ -167,12 +145,6 @@ static void test_fields(void) {
     reminder_info_initialise(h);
     CHECK(reminder_info_uid(h) == REMINDER_INVALID_UID &&
           reminder_info_reserve_type(h) == REMINDER_RESERVE_NONE);
-    reminder_info_del(h);
-}
-
-static void test_text(void) {
-    remind_info_type_s* h = reminder_info_add();
-    char* copy;
 
     reminder_info_set_title(h, "Talkrunde");
     reminder_info_set_title(h, NULL); /* ignored */
@@ -192,9 +164,6 @@ static void test_text(void) {
     CHECK(text_is(reminder_info_program_crid(h), "crid://broadcaster.example/nature/blue"));
     CHECK(text_is(reminder_info_program_crid_preserved_case(h),
                   "crid://Broadcaster.example/Nature/BLUE"));
-    reminder_info_set_series_crid(h, "crid://X/Series");
-    CHECK(text_is(reminder_info_series_crid(h), "crid://x/series"));
-    CHECK(text_is(reminder_info_series_crid_preserved_case(h), "crid://X/Series"));
 
     /* The channel's name is asked of the television: the service of these numbers. */
     reminder_info_set(h, 6, 1, 27, REMINDER_CHANNEL_TYPE_DTV, 302);
@@ -205,24 +174,13 @@ static void test_text(void) {
     CHECK(copy != NULL && strlen(copy) > 0);
     free(copy);
     reminder_info_print(h, NULL);
-    reminder_info_print(h, "c test");
     reminder_info_del(h);
 }
 
 /* Each comparison answers through the record's own: the same broadcast, then a later one. */
 static void test_comparisons(void) {
-    remind_info_type_s* both[2];
-    remind_info_type_s *a, *b;
-    size_t i;
-    for (i = 0; i < 2; ++i) {
-        both[i] = reminder_info_add();
-        reminder_info_set(both[i], 2, 0, 21, REMINDER_CHANNEL_TYPE_DTV, 102);
-        reminder_info_set_start_time(both[i], LOCAL_NOW + 1800);
-        reminder_info_set_duration(both[i], 3600);
-        reminder_info_set_event_id(both[i], 102);
-    }
-    a = both[0];
-    b = both[1];
+    remind_info_type_s* a = booking(RECORDING, 2, 21, 102, 102, 1800, 3600, "Talkrunde");
+    remind_info_type_s* b = booking(RECORDING, 2, 21, 102, 102, 1800, 3600, "Talkrunde");
     reminder_info_set_program_crid(a, "crid://A/b");
     reminder_info_set_program_crid(b, "CRID://a/B");
     CHECK(reminder_info_is_fully_equal(a, b) == 1 && reminder_info_is_less(a, b) == 0);
@@ -234,9 +192,8 @@ static void test_comparisons(void) {
     CHECK(reminder_info_is_conflict(a, b) == 1); /* another one within a's time */
 
     reminder_info_set_start_time(b, LOCAL_NOW + 7200);
-    CHECK(reminder_info_is_fully_equal(a, b) == 0);
-    CHECK(reminder_info_is_less(a, b) == 1 && reminder_info_is_less(b, a) == 0);
-    CHECK(reminder_info_compare_service_and_time(a, b) == 0);
+    CHECK(reminder_info_is_fully_equal(a, b) == 0 && reminder_info_is_less(a, b) == 1);
+    CHECK(reminder_info_is_less(b, a) == 0 && reminder_info_compare_service_and_time(a, b) == 0);
     CHECK(reminder_info_compare_service(a, b) == 1 && reminder_info_compare_service(a, NULL) == 0);
     CHECK(reminder_info_compare_service_tcprogram(a, NULL) == 0);
     reminder_info_del(a);
@@ -264,21 +221,6 @@ static void test_uni2utf8(void) {
 
 /* --- The scheduler --- */
 
-/* A booking of a programme of the sample guide, on the channel of these numbers. */
-static remind_info_type_s* booking(EReserveType type, unsigned short major, unsigned short ptc,
-                                   unsigned short program_number, unsigned short event_id,
-                                   unsigned int start_offset, unsigned int duration,
-                                   const char* title) {
-    remind_info_type_s* h = reminder_info_add();
-    reminder_info_set(h, major, 0, ptc, REMINDER_CHANNEL_TYPE_DTV, program_number);
-    reminder_info_set_reserve_type(h, type);
-    reminder_info_set_event_id(h, event_id);
-    reminder_info_set_start_time(h, LOCAL_NOW + start_offset);
-    reminder_info_set_duration(h, duration);
-    reminder_info_set_title(h, title);
-    return h;
-}
-
 /* Books `h` (released here) and answers the UID it was stored under. */
 static unsigned long book(remind_info_type_s* h) {
     remind_info_type_s* stored = reminder_info_add();
@@ -302,24 +244,16 @@ static int list_is(remind_info_type_s** list, int count, int n, ...) {
         same = same && reminder_info_uid(list[i]) == uid;
     }
     va_end(uids);
-    if (!same) {
-        fprintf(stderr, "  got %d item(s):", count);
-        for (i = 0; i < count; ++i) fprintf(stderr, " %u", reminder_info_uid(list[i]));
-        fprintf(stderr, "\n");
-    }
+    if (!same) fprintf(stderr, "  got %d item(s)\n", count);
     reminder_info_list_free(list, count);
     return same;
 }
-
-#define VIEWING REMINDER_RESERVE_VIEWING
-#define RECORDING REMINDER_RESERVE_RECORDING
 
 static void test_booking_life(void) {
     remind_info_type_s* talk = booking(VIEWING, 2, 21, 102, 102, 1800, 3600, "Talkrunde");
     remind_info_type_s* quiz = booking(VIEWING, 3, 24, 201, 103, 2700, 5400, "Concurso");
     remind_info_type_s* found = reminder_info_add();
     remind_info_type_s** list = NULL;
-    remind_info_type_s** untouched = (remind_info_type_s**)&untouched;
     int count = -1;
     unsigned long talk_uid = 0, quiz_uid = 0;
     char* reason;
@@ -333,18 +267,14 @@ static void test_booking_life(void) {
     CHECK(reason != NULL && reason[0] == '\0');
     free(reason);
     CHECK(reminder_exist_conflicts_with_exclusions(talk, NULL, 0, 0) == 0);
-    CHECK(reminder_get_remind_item_cnt() == 2);
     CHECK(reminder_get_remind_item_by_type(&count, &list, REM_EXTRACT_ALL_BOOKINGS) == 1 &&
           count == 2 && list != NULL);
     if (count == 2 && list != NULL) {
         CHECK(text_is(reminder_info_get_title(list[0]), "Talkrunde"));
         CHECK(text_is(reminder_info_get_title(list[1]), "Concurso"));
-        CHECK(reminder_info_service_id(list[0]) == 1002 &&
-              reminder_info_service_id(list[1]) == 1003);
         talk_uid = reminder_info_uid(list[0]);
         quiz_uid = reminder_info_uid(list[1]);
-        CHECK(talk_uid != REMINDER_INVALID_UID && quiz_uid != REMINDER_INVALID_UID &&
-              talk_uid != quiz_uid);
+        CHECK(talk_uid != REMINDER_INVALID_UID && talk_uid != quiz_uid);
         /* The handles of a list are copies: changing one changes nothing stored until updated. */
         reminder_info_set_title(list[0], "Talkrunde spezial");
         CHECK(reminder_get_remind_item_by_uid(talk_uid, found) == 1);
@@ -358,12 +288,6 @@ static void test_booking_life(void) {
     /* A record of the same service and time finds the stored booking. */
     CHECK(reminder_find_remind_item(quiz, found) == 1 && reminder_info_uid(found) == quiz_uid);
     CHECK(reminder_flag_reminder_list_is_full() == 0);
-    /* Nothing of that kind: an answer of 1, a count of 0 and the array pointer left alone. */
-    list = untouched;
-    count = -1;
-    CHECK(reminder_get_remind_item_by_type(&count, &list, REM_EXTRACT_FAILED) == 1);
-    CHECK(count == 0 && list == untouched);
-
     CHECK(reminder_delete_remind_item_by_uid(quiz_uid, 0) == 1);
     CHECK(reminder_get_remind_item_by_uid(quiz_uid, found) == 0);
     CHECK(reminder_user_delete_remind_item_by_uid(quiz_uid) == 0);
@@ -388,12 +312,13 @@ static void test_empty_lists(void) {
     remind_info_type_s** list;
     int count, kind;
 
-#define CHECK_EMPTY(call)                       \
-    do {                                        \
-        list = untouched;                       \
-        count = -1;                             \
-        (void)(call);                           \
-        CHECK(count == 0 && list == untouched); \
+    list = untouched, count = -1; /* nothing of the kind is still an answer of 1 */
+    CHECK(reminder_get_remind_item_by_type(&count, &list, REM_EXTRACT_FAILED) == 1);
+    CHECK(count == 0 && list == untouched);
+#define CHECK_EMPTY(call)                           \
+    do {                                            \
+        list = untouched, count = -1, (void)(call); \
+        CHECK(count == 0 && list == untouched);     \
     } while (0)
     CHECK_EMPTY(reminder_get_remind_item_for_mheg(&count, &list));
     CHECK_EMPTY(reminder_get_remind_items_for_crid("crid://nobody/none", &count, &list));
@@ -500,61 +425,41 @@ static void test_recording_and_conflicts(void) {
     CHECK(reminder_exist_conflicts_with_exclusions(probe, &out, 1, 0) == 0);
     reminder_info_del(probe);
 
-    /* Series and group bookings are found by their CRIDs, ignoring case; a series CRID deletes
-     * the series with its episodes. */
+    /* Series and group bookings are found by their CRIDs, ignoring case. */
     probe = booking(REMINDER_RESERVE_GROUP, 1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
     reminder_info_set_group_crid(probe, "crid://broadcaster.example/Group/CRIME");
     book(probe);
-    CHECK(reminder_find_group_booking("CRID://Broadcaster.Example/group/crime", out) == 1);
-    CHECK(text_is(reminder_info_get_title(out), "Inspecteur Morel"));
-    CHECK(reminder_find_series_booking("crid://broadcaster.example/Series/DETECTIVE", out) == 0);
-    count = reminder_get_reminder_list_size();
+    CHECK(reminder_find_group_booking("CRID://Broadcaster.Example/group/crime", out) == 1 &&
+          reminder_info_reserve_type(out) == REMINDER_RESERVE_GROUP);
     probe = booking(REMINDER_RESERVE_SERIES, 1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
     reminder_info_set_series_crid(probe, "crid://broadcaster.example/Series/DETECTIVE");
     CHECK(reminder_add_remind_item(probe, 0, 0) == 1);
     reminder_info_del(probe);
-    CHECK(reminder_find_series_booking("CRID://broadcaster.example/series/detective", out) == 1);
-    CHECK(reminder_info_reserve_type(out) == REMINDER_RESERVE_SERIES);
-    CHECK(reminder_delete_matching_remind_items(REM_DELETE_BY_SERIES_CRID,
-                                                "crid://Broadcaster.example/Series/Detective",
-                                                REMINDER_CHANNEL_TYPE_ALL, 0) == 1);
-    CHECK(reminder_get_reminder_list_size() == count);
+    CHECK(reminder_find_series_booking("CRID://broadcaster.example/series/detective", out) == 1 &&
+          reminder_info_reserve_type(out) == REMINDER_RESERVE_SERIES);
     CHECK(reminder_delete_all_remind_item() == 1 && reminder_get_remind_item_cnt() == 0);
     reminder_info_del(out);
 }
 
 static void test_helpers(void) {
-    /* The compatibility functions and their fixed answers. */
-    const int kept_false[] = {
-        reminder_add_record_list_booking(NULL),
-        reminder_save_remind_list_to_file(),
-        reminder_check_exist_remind_item_should_be_started_recording(),
-        reminder_check_exist_remind_item_should_be_stopped_recording(),
-        reminder_check_exist_remind_item_should_be_stopped_recording_with_window_id(3),
-        reminder_init_record_item(),
-        reminder_trans_recording_to_fail(1, 2),
-        reminder_is_series_episode_recorded(NULL),
-        reminder_is_group_program_recorded(NULL),
-        reminder_series_event_added(NULL),
-        reminder_series_event_deleted(NULL),
-        reminder_get_next_booking_order_value(),
-        reminder_get_eit_monitoring_status(),
-        reminder_turn_on_eit_monitoring(),
-        reminder_turn_off_eit_monitoring(),
-        reminder_add_next_episode(NULL),
-        reminder_check_time(0, NULL, NULL),
-        reminder_compare_str_ignoring_case(NULL, "")};
-    const int kept_true[] = {
-        reminder_set_episode_as_recorded(NULL),     reminder_set_group_episode_as_recorded(NULL),
-        reminder_set_eit_monitoring_status(1),      reminder_monitor_series_program(NULL),
-        reminder_search_and_add_next_episode(NULL),
-    };
-    size_t i;
     int a = 5, b = 0;
     char* text = NULL;
+    /* The compatibility functions and their fixed answers. */
+    CHECK(!reminder_add_record_list_booking(NULL) && !reminder_save_remind_list_to_file() &&
+          !reminder_check_exist_remind_item_should_be_started_recording() &&
+          !reminder_check_exist_remind_item_should_be_stopped_recording() &&
+          !reminder_check_exist_remind_item_should_be_stopped_recording_with_window_id(3) &&
+          !reminder_init_record_item() && !reminder_trans_recording_to_fail(1, 2) &&
+          !reminder_is_series_episode_recorded(NULL) && !reminder_is_group_program_recorded(NULL) &&
+          !reminder_series_event_added(NULL) && !reminder_series_event_deleted(NULL) &&
+          !reminder_get_next_booking_order_value() && !reminder_get_eit_monitoring_status() &&
+          !reminder_turn_on_eit_monitoring() && !reminder_turn_off_eit_monitoring() &&
+          !reminder_add_next_episode(NULL) && !reminder_check_time(0, NULL, NULL) &&
+          !reminder_compare_str_ignoring_case(NULL, ""));
+    CHECK(reminder_set_episode_as_recorded(NULL) && reminder_set_group_episode_as_recorded(NULL) &&
+          reminder_set_eit_monitoring_status(1) && reminder_monitor_series_program(NULL) &&
+          reminder_search_and_add_next_episode(NULL));
 
-    for (i = 0; i < COUNT(kept_false); ++i) CHECK(kept_false[i] == 0);
-    for (i = 0; i < COUNT(kept_true); ++i) CHECK(kept_true[i] != 0);
     CHECK(reminder_check_time(0, &a, &b) == 0 && a == 1 && b == 0);
     CHECK(reminder_get_country() == 37 && reminder_get_max_item_cnt() == 30);
 
@@ -573,21 +478,6 @@ static void test_helpers(void) {
 }
 
 int main(void) {
-    static void (*const tests[])(void) = {
-        test_null_handles,
-        test_kinds,
-        test_times_and_margins,
-        test_fields,
-        test_text,
-        test_comparisons,
-        test_uni2utf8,
-        test_booking_life,
-        test_empty_lists,
-        test_filled_lists,
-        test_recording_and_conflicts,
-        test_helpers,
-    };
-    size_t i;
     const char* db = getenv("REMINDER_DB_PATH");
     if (db == NULL || getenv("TVSIM_PROFILE") == NULL) {
         fprintf(stderr, "REMINDER_DB_PATH and TVSIM_PROFILE must be set\n");
@@ -595,7 +485,9 @@ int main(void) {
     }
     remove(db); /* a fresh store on every run */
 
-    for (i = 0; i < COUNT(tests); ++i) tests[i]();
+    test_null_handles(), test_kinds(), test_times_and_margins(), test_fields_and_text();
+    test_comparisons(), test_uni2utf8(), test_booking_life(), test_empty_lists();
+    test_filled_lists(), test_recording_and_conflicts(), test_helpers();
     remove(db);
 
     if (failures != 0) {

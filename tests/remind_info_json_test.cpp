@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <tuple>
 
 #include "RemindInfo.h"
 #include "TestSupport.h"
@@ -51,12 +52,7 @@ std::string WithMember(std::string text, const std::string& key, const std::stri
     return text.replace(from, to - from, value);
 }
 
-class RemindInfoJsonTest : public ::testing::Test {
-protected:
-    void SetUp() override { tvsim::ClearLogs(); }
-};
-
-TEST_F(RemindInfoJsonTest, RoundTripKeepsEveryFieldInACompactDocument) {
+TEST(RemindInfoJsonTest, RoundTripKeepsEveryFieldInACompactDocument) {
     const CRemindInfo original = Extreme();
     CRemindInfo copy;
     ASSERT_TRUE(copy.Deserialize(original.Serialize()));
@@ -85,33 +81,30 @@ TEST_F(RemindInfoJsonTest, RoundTripKeepsEveryFieldInACompactDocument) {
     EXPECT_EQ(target.m_vCompList.size(), 2u);
 }
 
-TEST_F(RemindInfoJsonTest, AWrongMemberStopsTheReadingThereAndNonJsonChangesNothing) {
+TEST(RemindInfoJsonTest, AWrongMemberStopsTheReadingThereAndNonJsonChangesNothing) {
+    tvsim::ClearLogs();
     CRemindInfo r;
-    r.m_nUid = 42;
-    r.m_sTitle = "kept";
+    r.m_nUid = 42, r.m_sTitle = "kept";
     ASSERT_TRUE(r.Deserialize(WithMember(Extreme().Serialize(), "m_nUid", "-1")));
     EXPECT_EQ(testsupport::LogLinesContaining("Exception Handled : ").at(0).logId, 2);
     // The members before the failing one are read; it and all after it keep their values.
-    EXPECT_EQ(r.m_nExpiredDate, 11);
-    EXPECT_EQ(r.m_nUid, 42u);
-    EXPECT_EQ(r.m_sTitle, "kept");
-    EXPECT_EQ(r.m_nStreamType, 0);
+    EXPECT_EQ(std::tuple(r.m_nExpiredDate, r.m_nUid, r.m_sTitle, r.m_nStreamType),
+              std::tuple(11, 42u, "kept", 0));
     // A bad component keeps the components read before it and stops there.
     CRemindInfo partial;
     ASSERT_TRUE(partial.Deserialize(
         WithMember(Extreme().Serialize(), "m_vCompList",
                    R"([{"cComponentTag":1,"nLanguage":2,"nStreamContentComponentType":3},)"
                    R"({"cComponentTag":"x"}])")));
-    EXPECT_EQ(partial.m_vCompList.size(), 1u);
-    EXPECT_EQ(partial.m_extProgramId.nUTCDuration, 0xFFFFFFFFu);
+    EXPECT_EQ(std::tuple(partial.m_vCompList.size(), partial.m_extProgramId.nUTCDuration),
+              std::tuple(1u, 0xFFFFFFFFu));
 
     // Absent members read as the JSON library's null: 0, false, empty.
     r = Extreme();
     ASSERT_TRUE(r.Deserialize("{}"));
-    EXPECT_EQ(r.m_nServiceId, 0u);
-    EXPECT_FALSE(r.m_bRecordListBooking);
-    EXPECT_EQ(r.m_sTitle, "");
-    EXPECT_EQ(r.m_extProgramId.nUTCStartTime, 0u);
+    EXPECT_EQ(std::tuple(r.m_nServiceId, r.m_bRecordListBooking, r.m_sTitle,
+                         r.m_extProgramId.nUTCStartTime),
+              std::tuple(0u, false, "", 0u));
     // Text that is not JSON is refused and changes nothing.
     r = Extreme();
     EXPECT_FALSE(r.Deserialize("m_nUid=3"));
