@@ -177,25 +177,19 @@ static void test_fields_and_text(void) {
     reminder_info_del(h);
 }
 
-/* Each comparison answers through the record's own: the same broadcast, then a later one. */
+/* The comparisons answer through the record's own: the same broadcast, then a later one. */
 static void test_comparisons(void) {
     remind_info_type_s* a = booking(RECORDING, 2, 21, 102, 102, 1800, 3600, "Talkrunde");
     remind_info_type_s* b = booking(RECORDING, 2, 21, 102, 102, 1800, 3600, "Talkrunde");
     reminder_info_set_program_crid(a, "crid://A/b");
     reminder_info_set_program_crid(b, "CRID://a/B");
-    CHECK(reminder_info_is_fully_equal(a, b) == 1 && reminder_info_is_less(a, b) == 0);
-    CHECK(reminder_info_compare_crid(a, b) == 1 && reminder_info_compare_event(a, b) == 1);
-    CHECK(reminder_info_compare_service_and_time(a, b) == 1);
-    CHECK(reminder_info_is_conflict(a, b) == 0); /* the same broadcast */
-    reminder_info_set_event_id(b, 103);
+    CHECK(reminder_info_is_fully_equal(a, b) == 1 && reminder_info_compare_crid(a, b) == 1);
+    CHECK(reminder_info_is_less(a, b) == 0 && reminder_info_is_conflict(a, b) == 0);
+    reminder_info_set_event_id(b, 103); /* another broadcast within a's time */
     reminder_info_set_start_time(b, LOCAL_NOW + 3600);
-    CHECK(reminder_info_is_conflict(a, b) == 1); /* another one within a's time */
-
-    reminder_info_set_start_time(b, LOCAL_NOW + 7200);
-    CHECK(reminder_info_is_fully_equal(a, b) == 0 && reminder_info_is_less(a, b) == 1);
-    CHECK(reminder_info_is_less(b, a) == 0 && reminder_info_compare_service_and_time(a, b) == 0);
+    CHECK(reminder_info_is_conflict(a, b) == 1 && reminder_info_is_fully_equal(a, b) == 0);
+    CHECK(reminder_info_is_less(a, b) == 1 && reminder_info_is_less(b, a) == 0);
     CHECK(reminder_info_compare_service(a, b) == 1 && reminder_info_compare_service(a, NULL) == 0);
-    CHECK(reminder_info_compare_service_tcprogram(a, NULL) == 0);
     reminder_info_del(a);
     reminder_info_del(b);
 }
@@ -395,8 +389,8 @@ static void test_filled_lists(void) {
     reminder_info_del(out);
 }
 
-/* A recording from ready to under way, series and group lookups, and tuner conflicts: the
- * sample television records on one tuner. */
+/* A recording from ready to under way, tuner conflicts (the sample television records on one
+ * tuner) and a group lookup. */
 static void test_recording_and_conflicts(void) {
     remind_info_type_s* out = reminder_info_add();
     remind_info_type_s* probe;
@@ -425,18 +419,12 @@ static void test_recording_and_conflicts(void) {
     CHECK(reminder_exist_conflicts_with_exclusions(probe, &out, 1, 0) == 0);
     reminder_info_del(probe);
 
-    /* Series and group bookings are found by their CRIDs, ignoring case. */
+    /* A group booking is found by its CRID. */
     probe = booking(REMINDER_RESERVE_GROUP, 1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
     reminder_info_set_group_crid(probe, "crid://broadcaster.example/Group/CRIME");
     book(probe);
     CHECK(reminder_find_group_booking("CRID://Broadcaster.Example/group/crime", out) == 1 &&
           reminder_info_reserve_type(out) == REMINDER_RESERVE_GROUP);
-    probe = booking(REMINDER_RESERVE_SERIES, 1, 21, 101, 103, 3600, 3600, "Inspecteur Morel");
-    reminder_info_set_series_crid(probe, "crid://broadcaster.example/Series/DETECTIVE");
-    CHECK(reminder_add_remind_item(probe, 0, 0) == 1);
-    reminder_info_del(probe);
-    CHECK(reminder_find_series_booking("CRID://broadcaster.example/series/detective", out) == 1 &&
-          reminder_info_reserve_type(out) == REMINDER_RESERVE_SERIES);
     CHECK(reminder_delete_all_remind_item() == 1 && reminder_get_remind_item_cnt() == 0);
     reminder_info_del(out);
 }

@@ -28,12 +28,11 @@ std::string Profile(int country) {
     return R"({"country": )" + std::to_string(country) + R"(, "utc_offset": 3600,
       "vconf": {"db/schedule-manager/startmargin": 2, "db/schedule-manager/endmargin": 5},
       "channels": [{"service_id": 4097, "major": 7, "minor": 1, "ptc": 33, "channel_type": 2,
-         "program_number": 101, "transport_stream_id": 9, "frequency": 474000,
-         "service_profile": 3, "name": "Sieben Ü", "scrambled": true},
-        {"service_id": 4098, "major": 8, "channel_type": 1}], "pvr": {"default_device": 1},
-      "virtual_programmes": [{"service_id": 4097, "start": 1420070430, "title": "Clip"}],
-      "remote_channels": [{"source": 9, "activity_id": 4, "major": 5, "minor": 0,
-                           "name": "Box Five"}]})";
+        "program_number": 101, "transport_stream_id": 9, "frequency": 474000, "service_profile": 3,
+        "name": "Sieben Ü", "scrambled": true}, {"service_id": 4098, "major": 8, "channel_type": 1}
+      ], "pvr": {"default_device": 1}, "virtual_programmes": [{"service_id": 4097,
+        "start": 1420070430, "title": "Clip"}], "remote_channels": [{"source": 9, "activity_id": 4,
+        "major": 5, "minor": 0, "name": "Box Five"}]})";
 }
 
 class RemindInfoTest : public ::testing::Test {
@@ -166,22 +165,7 @@ TEST_F(RemindInfoTest, OrderingIsSignedForKindUnsignedForTimesAndEqualityIgnores
     EXPECT_FALSE(a == b);
 }
 
-TEST_F(RemindInfoTest, SameBroadcast) {
-    CRemindInfo manual = Slot(REMINDER_RESERVE_VIEWING, 6000, 600, 1);
-    manual.m_nManual = 1;
-    // A manual item against a guide item goes by event id outside country 23.
-    EXPECT_TRUE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 1, 600, 1)));
-    // Two manual slots: same padded start and length, whatever the split into margins.
-    CRemindInfo other = Slot(REMINDER_RESERVE_VIEWING, 6060, 540, 9, 60, 0);
-    other.m_nManual = 1;
-    EXPECT_TRUE(manual.CompareEvent(other));
-
-    UseCountry(23);
-    EXPECT_TRUE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 6000, 900, 5)));
-    EXPECT_FALSE(manual.CompareEvent(Slot(REMINDER_RESERVE_VIEWING, 6060, 900, 5)));
-}
-
-TEST_F(RemindInfoTest, ConflictsAreAsymmetricForReminders) {
+TEST_F(RemindInfoTest, ConflictsAreAsymmetricForRemindersAndSameBroadcasts) {
     // A recording padded to [880, 1900). A reminder needs only its start; two recordings
     // conflict by half-open overlap of the padded intervals.
     constexpr EReserveType kView = REMINDER_RESERVE_VIEWING, kRecord = REMINDER_RESERVE_RECORDING;
@@ -203,6 +187,19 @@ TEST_F(RemindInfoTest, ConflictsAreAsymmetricForReminders) {
                   row.conflict);
     }
     EXPECT_FALSE(recording.IsConflict(recording));  // the same broadcast never conflicts
+
+    CRemindInfo manual = Slot(kView, 6000, 600, 1);
+    manual.m_nManual = 1;
+    // A manual item against a guide item goes by event id outside country 23.
+    EXPECT_TRUE(manual.CompareEvent(Slot(kView, 1, 600, 1)));
+    // Two manual slots: same padded start and length, whatever the split into margins.
+    CRemindInfo other = Slot(kView, 6060, 540, 9, 60, 0);
+    other.m_nManual = 1;
+    EXPECT_TRUE(manual.CompareEvent(other));
+
+    UseCountry(23);
+    EXPECT_TRUE(manual.CompareEvent(Slot(kView, 6000, 900, 5)));
+    EXPECT_FALSE(manual.CompareEvent(Slot(kView, 6060, 900, 5)));
 }
 
 TEST_F(RemindInfoTest, SeriesSplitCridsAndProgramMonitorIdentity) {
