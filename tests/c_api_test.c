@@ -66,12 +66,11 @@ static void test_kinds(void) {
     static const struct {
         int type, list;
         const char* answers;
-        unsigned overrun;
     } rows[] = {
-        {0, 0, "10000000", 0},    {1, 0, "00000010", 0},  {2, 0, "01000010", 7200},
-        {2, 1, "01000000", 7200}, {3, 0, "00000000", 0},  {4, 0, "00110000", 0},
-        {7, 0, "00000010", 0},    {7, 1, "00000001", 0},  {9, 0, "00011000", 0},
-        {12, 0, "00000100", 0},   {12, 1, "00000101", 0},
+        {0, 0, "10000000 0"},    {1, 0, "00000010 0"},  {2, 0, "01000010 7200"},
+        {2, 1, "01000000 7200"}, {3, 0, "00000000 0"},  {4, 0, "00110000 0"},
+        {7, 0, "00000010 0"},    {7, 1, "00000001 0"},  {9, 0, "00011000 0"},
+        {12, 0, "00000100 0"},   {12, 1, "00000101 0"},
     };
     remind_info_type_s* h = reminder_info_add();
     size_t i;
@@ -79,13 +78,13 @@ static void test_kinds(void) {
         char got[96];
         reminder_info_set_reserve_type(h, (EReserveType)rows[i].type);
         reminder_info_set_record_list_booking(h, rows[i].list);
-        snprintf(got, sizeof got, "%d%d%d%d%d%d%d%d", reminder_info_is_a_timer_viewing(h),
+        snprintf(got, sizeof got, "%d%d%d%d%d%d%d%d %u", reminder_info_is_a_timer_viewing(h),
                  reminder_info_is_event_recording(h), reminder_info_failed(h),
                  reminder_info_is_an_invalid(h), reminder_info_is_series_booking(h),
                  reminder_info_is_a_record_list_group_subscription(h),
-                 reminder_info_is_a_recording(h), reminder_info_is_metadata_from_dsm(h));
-        CHECK(strcmp(got, rows[i].answers) == 0 &&
-              reminder_info_max_over_run_allowed(h) == rows[i].overrun);
+                 reminder_info_is_a_recording(h), reminder_info_is_metadata_from_dsm(h),
+                 reminder_info_max_over_run_allowed(h));
+        CHECK(strcmp(got, rows[i].answers) == 0);
         if (strcmp(got, rows[i].answers) != 0) fprintf(stderr, "  row %u: %s\n", (unsigned)i, got);
     }
     reminder_info_del(h);
@@ -256,11 +255,10 @@ static void test_booking_life(void) {
     /* Booked out of time order: the list comes back by start time. */
     CHECK(reminder_add_remind_item(quiz, 0, 0) == 1);
     CHECK(reminder_add_remind_item(talk, 0, 0) == 1 && reminder_last_store_error() == 0);
-    /* A call that succeeded leaves no refusal text; viewings take no tuner. */
+    /* A call that succeeded leaves no refusal text. */
     reason = reminder_last_refusal();
     CHECK(reason != NULL && reason[0] == '\0');
     free(reason);
-    CHECK(reminder_exist_conflicts_with_exclusions(talk, NULL, 0, 0) == 0);
     CHECK(reminder_get_remind_item_by_type(&count, &list, REM_EXTRACT_ALL_BOOKINGS) == 1 &&
           count == 2 && list != NULL);
     if (count == 2 && list != NULL) {

@@ -296,7 +296,6 @@ TEST_F(StoreCodecTest, DamagedRowsReadBackAsTheJsonPathReadThem) {
         component + R"(300,"nLanguage":1e3}]')",
         R"(ComponentList = '"text"', ExtProgramId = '[{"nUTCStartTime":-1,"cEITNumber":2}]')",
         ext + R"(1,"nEITTableId":-7,"nUTCDuration":2,"nUTCStartTime":3}]')",
-        ext + "1, \"nEITTableId\":-7,\"nUTCDuration\":2,\"nUTCStartTime\":3}]\n'",
         ext + "256,\"nEITTableId\":0,\"nUTCDuration\":2,\"nUTCStartTime\":3}]\n'",
         ext + "1,\"nEITTableId\":0,\"nUTCDuration\":-2,\"nUTCStartTime\":3}]\n'",
         R"(ExtProgramId = '[{"nUTCStartTime":1}, 7]', ComponentList = 'null')",
