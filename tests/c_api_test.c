@@ -99,10 +99,10 @@ static void test_times_and_margins(void) {
     CHECK(reminder_info_original_start_time(h) == LOCAL_NOW + 3600);
     CHECK(reminder_info_get_start_margin_time(h) == 300 &&
           reminder_info_get_end_margin_time(h) == 120);
-    CHECK(reminder_info_start_time(h) == LOCAL_NOW + 3300);
-    CHECK(reminder_info_expiry_time(h) == reminder_info_start_time(h));
-    CHECK(reminder_info_duration(h) == 300 + 1800 + 120);
-    CHECK(reminder_info_start_left_time(h) == 3300);
+    CHECK(reminder_info_start_time(h) == LOCAL_NOW + 3300 &&
+          reminder_info_expiry_time(h) == LOCAL_NOW + 3300);
+    CHECK(reminder_info_duration(h) == 300 + 1800 + 120 &&
+          reminder_info_start_left_time(h) == 3300);
 
     /* A padded start that has passed wraps around instead of going negative. */
     reminder_info_set_expiryt_time(h, LOCAL_NOW - 120);
@@ -196,18 +196,16 @@ static void test_comparisons(void) {
 static void test_uni2utf8(void) {
     static const char text[] = {0x00, 0x41, 0x00, (char)0xE9}; /* "Aé", high byte first */
     static const char broken[] = {0x00, 'o', 0x00, 'k', (char)0xDC, 0x00, 0x00, 'x'};
-    char out[16] = {0};
+    char out[16] = {0}, stopped[16] = {0}, short_of_room[16] = {0};
 
     CHECK(reminder_uni2utf8(out, sizeof out, text, sizeof text) == 0);
     CHECK(strcmp(out, "A\xC3\xA9") == 0);
     /* A lone surrogate stops the conversion; what came before stays. */
-    memset(out, 0, sizeof out);
-    reminder_uni2utf8(out, sizeof out, broken, sizeof broken);
-    CHECK(strcmp(out, "ok") == 0);
+    reminder_uni2utf8(stopped, sizeof stopped, broken, sizeof broken);
+    CHECK(strcmp(stopped, "ok") == 0);
     /* No room for the second character: the first stays, nothing is written past the end. */
-    memset(out, 0, sizeof out);
-    reminder_uni2utf8(out, 2, text, sizeof text);
-    CHECK(strcmp(out, "A") == 0);
+    reminder_uni2utf8(short_of_room, 2, text, sizeof text);
+    CHECK(strcmp(short_of_room, "A") == 0);
     CHECK(reminder_uni2utf8(NULL, sizeof out, text, sizeof text) == -1);
     CHECK(reminder_uni2utf8(out, sizeof out, NULL, 2) == -1);
 }
