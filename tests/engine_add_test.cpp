@@ -3,28 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "EngineTest.h"
 #include "system_settings.h"
 
 namespace {
 
-using testsupport::Booking;
-using testsupport::kLocalNow;
-using testsupport::kSystemLog;
-constexpr auto kViewing = REMINDER_RESERVE_VIEWING;
-constexpr auto kRecording = REMINDER_RESERVE_RECORDING;
+using namespace testsupport;
 
-using testsupport::FromList;
 // The sample television's guide holds a film in three parts on service 1002 (event 500, then
 // parts 501 and 502), all still to come.
-class EngineAddTest : public testsupport::CEngineTest {
+class EngineAddTest : public CEngineTest {
 protected:
     bool Add(CRemindInfo item) { return engine.AddRemindItem(item, false, false); }
     // Whether adding the item is refused with `message` on the system log.
     bool RefusedWith(const CRemindInfo& item, const std::string& message) {
         tvsim::ClearLogs();
-        return !Add(item) && testsupport::LoggedOn(kSystemLog, message);
+        return !Add(item) && LoggedOn(kSystemLog, message);
     }
 };
 
@@ -34,7 +30,7 @@ TEST_F(EngineAddTest, FullListTakesOneMoreOnlyWhileARecordingIsReady) {
     // 30 counted items and none ready: refused, silently.
     tvsim::ClearLogs();
     EXPECT_FALSE(Add(Booking(kViewing, 1002, 200, kLocalNow + 200000)));
-    EXPECT_TRUE(testsupport::LogLinesContaining("Failed").empty());
+    EXPECT_TRUE(LogLinesContaining("Failed").empty());
     // One of the 30 ready to record lets one more through, but only one.
     CRemindInfo stored = Stored().front();
     stored.m_nReserveType = REMINDER_RESERVE_RECORDING_READY;
@@ -78,12 +74,11 @@ TEST_F(EngineAddTest, PlainRecordingReplacesViewingAndClashingRecordListBooking)
 TEST_F(EngineAddTest, CridPlaceholderIsStoredWithoutChecksAndSkippedByTheScan) {
     const CRemindInfo recording = Booking(kRecording, 1001, 1, kLocalNow + 600);
     CRemindInfo placeholder = recording;
-    placeholder.m_nReserveType = REMINDER_RESERVE_RECORDING_CRID;
-    placeholder.m_nEventTime = 0;
+    placeholder.m_nReserveType = REMINDER_RESERVE_RECORDING_CRID, placeholder.m_nEventTime = 0;
     placeholder.m_nStartMarginTime = 0;
     ASSERT_TRUE(Add(recording));
     EXPECT_TRUE(Add(placeholder));
-    testsupport::ClearStore();
+    ClearStore();
     ASSERT_TRUE(Add(placeholder));
     EXPECT_TRUE(Add(recording));
 }
@@ -98,7 +93,7 @@ TEST_F(EngineAddTest, SplitEventIsStoredPartByPartOrNotAtAll) {
     EXPECT_EQ(Kept(), "9:0");
     Sql("DROP TRIGGER refuse_part;");
 
-    testsupport::ClearStore();
+    ClearStore();
     EXPECT_TRUE(Add(film));
     EXPECT_EQ(Kept(), "500:2 501:2 502:2");
     for (const CRemindInfo& e : Stored()) EXPECT_EQ(e.m_sTitle, "Der große Film");
@@ -107,8 +102,7 @@ TEST_F(EngineAddTest, SplitEventIsStoredPartByPartOrNotAtAll) {
 TEST_F(EngineAddTest, BackToBackMarginsOnAnyChannelOrOnTheSameService) {
     auto add = [this](unsigned long long service, uint16_t eventId, uint32_t start) {
         CRemindInfo item = Booking(kRecording, service, eventId, start, 3600);
-        item.m_nStartMarginTime = 120;
-        item.m_nEndMarginTime = 300;
+        item.m_nStartMarginTime = 120, item.m_nEndMarginTime = 300;
         return Add(item);
     };
     auto margins = [this] {  // "start/end" margins in start order
@@ -119,21 +113,18 @@ TEST_F(EngineAddTest, BackToBackMarginsOnAnyChannelOrOnTheSameService) {
         return all;
     };
     // Mode 1 (country 4) trims on any channel; mode 2 (country 37) only on the same service.
-    const struct {
-        int country;
-        const char *afterOtherChannel, *afterSameService;
-    } cases[] = {{4, "120/0 0/300 ", "120/0 0/0 0/300 "},
-                 {37, "120/300 120/300 ", "120/300 120/0 0/300 "}};
+    const std::tuple<int, const char*, const char*> cases[] = {
+        {4, "120/0 0/300 ", "120/0 0/0 0/300 "}, {37, "120/300 120/300 ", "120/300 120/0 0/300 "}};
     const uint32_t nine = kLocalNow + 7200;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.country);
-        testsupport::ClearStore();
-        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, c.country);
+    for (const auto& [country, afterOtherChannel, afterSameService] : cases) {
+        SCOPED_TRACE(country);
+        ClearStore();
+        tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, country);
         ASSERT_TRUE(add(1002, 2, nine));
         ASSERT_TRUE(add(1001, 1, nine - 3600));  // another channel, ending where it begins
-        EXPECT_EQ(margins(), c.afterOtherChannel);
+        EXPECT_EQ(margins(), afterOtherChannel);
         ASSERT_TRUE(add(1002, 3, nine + 3600));  // its own service, beginning where it ends
-        EXPECT_EQ(margins(), c.afterSameService);
+        EXPECT_EQ(margins(), afterSameService);
     }
 }
 
@@ -144,11 +135,11 @@ TEST_F(EngineAddTest, SeriesBookingStoresBaseEntryAndEveryEpisodeOnce) {
     for (const CRemindInfo& e : Stored())
         EXPECT_EQ(e.SeriesCrid(), "crid://broadcaster.example/series/detective");
     // An episode that is over is not booked.
-    testsupport::ClearStore();
+    ClearStore();
     TCProgramData over;
     ASSERT_TRUE(tvsim::FindProgramme(1001, 100, over));
     EXPECT_FALSE(engine.AddSeriesProgram(over, false));
-    EXPECT_TRUE(testsupport::LoggedOn(kSystemLog, "Expired program...Do not add it."));
+    EXPECT_TRUE(LoggedOn(kSystemLog, "Expired program...Do not add it."));
     EXPECT_TRUE(Stored().empty());
 }
 

@@ -43,13 +43,11 @@ TEST_F(EngineLookupTest, FuzzyPassMovesABookingThatShiftedByUnderTwoMinutes) {
     // query's (margins of 30 and 120 seconds before the same event time).
     const uint32_t start = kLocalNow + 3600;
     CRemindInfo stored = Booking(REMINDER_RESERVE_RECORDING_FAILED, 1, start);
-    stored.m_nStartMarginTime = 30;
-    stored.m_bAlarmed = true;
+    stored.m_nStartMarginTime = 30, stored.m_bAlarmed = true;
     const unsigned long uid = Store(stored);
 
     CRemindInfo query = Booking(REMINDER_RESERVE_RECORDING, 1, start);
-    query.m_nStartMarginTime = 120;
-    query.m_nEndMarginTime = 300;
+    query.m_nStartMarginTime = 120, query.m_nEndMarginTime = 300;
     CRemindInfo found;
     ASSERT_TRUE(engine.FindRemindItem(query, found));
     EXPECT_EQ(found.m_nUid, uid);
@@ -67,8 +65,7 @@ TEST_F(EngineLookupTest, FuzzyPassMovesABookingThatShiftedByUnderTwoMinutes) {
     const std::pair<const char*, uint32_t> misses[] = {{"Sport", 120}, {"News", 30}, {"News", 150}};
     for (const auto& [title, margin] : misses) {
         CRemindInfo miss = query;
-        miss.m_sTitle = title;
-        miss.m_nStartMarginTime = margin;
+        miss.m_sTitle = title, miss.m_nStartMarginTime = margin;
         EXPECT_FALSE(engine.FindRemindItem(miss, found)) << title << " " << margin;
     }
     EXPECT_EQ(Stored().at(0).m_nEventTime, stored.m_nEventTime);
@@ -88,8 +85,7 @@ TEST_F(EngineLookupTest, UpdateByUid) {
     EXPECT_EQ(Stored().at(0).m_sTitle, "News");
 
     // The new content keeps the stored UID; the alarm is cleared on request.
-    item.m_nUid = 777;
-    item.m_bAlarmed = true;
+    item.m_nUid = 777, item.m_bAlarmed = true;
     EXPECT_TRUE(engine.UpdateRemindItemByUid(uid, item, true, false, false));
     EXPECT_EQ(Row(uid).m_sTitle, "Changed");
     EXPECT_FALSE(Row(uid).m_bAlarmed);

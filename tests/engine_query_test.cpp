@@ -21,8 +21,7 @@ constexpr uint32_t kHour = 3600;
 CRemindInfo Booking(EReserveType type, uint32_t localStart, unsigned long long service = 1005,
                     const std::string& programCrid = "", const std::string& seriesCrid = "") {
     CRemindInfo item = testsupport::Booking(type, service, 1, localStart, kHour);
-    item.m_sProgramCrid = programCrid;
-    item.m_sSeriesCrid = seriesCrid;
+    item.m_sProgramCrid = programCrid, item.m_sSeriesCrid = seriesCrid;
     return item;
 }
 
@@ -202,9 +201,7 @@ TEST_F(EngineQueryTest, RecordingsAndChannelsInTheList) {
     // A booked channel by service id, by channel type and numbers, or both; each attribute only
     // when the caller gave it.
     CRemindInfo manual = Booking(kRecording, kLocalNow + 2 * kHour, 5001);
-    manual.m_nChannelType = 7;
-    manual.m_nMajor = 101;
-    manual.m_nMinor = 0;
+    manual.m_nChannelType = 7, manual.m_nMajor = 101, manual.m_nMinor = 0;
     Store(manual);
     const int id = SERVICE_ATTR_SERVICE_ID, major = SERVICE_ATTR_MAJOR, minor = SERVICE_ATTR_MINOR;
     const std::pair<std::vector<std::pair<int, long long>>, bool> cases[] = {

@@ -18,9 +18,9 @@ constexpr uint32_t Nov(int day, int hour) {
     return 1793491200u + static_cast<uint32_t>((day - 1) * 86400 + hour * 3600);
 }
 
-constexpr EReserveType kViewing = REMINDER_RESERVE_VIEWING;
-constexpr EReserveType kWaiting = REMINDER_RESERVE_RECORDING_MONITORED;
-constexpr EReserveType kFailed = REMINDER_RESERVE_RECORDING_FAILED;
+using testsupport::kFailed;
+using testsupport::kViewing;
+using testsupport::kWaiting;
 
 CRemindInfo Booking(EReserveType type, int eventId, uint32_t start, const char* seriesCrid = "") {
     CRemindInfo item =
@@ -64,8 +64,7 @@ TEST_F(EngineUpdateTest, PassedBookingsMoveToTheirNextDayOrFail) {
         tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, country);
         tvsim::SetCurrentTime(Nov(26, 12));
         CRemindInfo item = Booking(type, 1, Nov(26, 20));
-        item.m_nManual = repeat != REMINDER_REPEAT_NONE;
-        item.m_nRepeatType = repeat;
+        item.m_nManual = repeat != REMINDER_REPEAT_NONE, item.m_nRepeatType = repeat;
         item.m_cManualRepeat = static_cast<unsigned char>(days);
         Restore({item});
         tvsim::SetCurrentTime(now);
@@ -128,9 +127,7 @@ TEST_F(EngineUpdateTest, EachExpiryRuleAtItsBoundary) {
         SCOPED_TRACE(std::to_string(type) + " in " + std::to_string(country));
         tvsim::SetSystemSetting(SYSTEM_SETTINGS_KEY_COUNTRY, country);
         CRemindInfo item = Booking(type, 1, start, seriesCrid);
-        item.m_bRecommended = recommended;
-        item.m_nRCTExpiryTime = rct;
-        item.m_nSeriesId = seriesId;
+        item.m_bRecommended = recommended, item.m_nRCTExpiryTime = rct, item.m_nSeriesId = seriesId;
         tvsim::SetCurrentTime(start - 3600);
         Restore({item});
         tvsim::SetCurrentTime(last);
@@ -147,10 +144,8 @@ TEST_F(EngineUpdateTest, EachExpiryRuleAtItsBoundary) {
 TEST_F(EngineUpdateTest, RunningRecordingIsKeptAndARepeatingOneIsBookedAgain) {
     tvsim::SetCurrentTime(Nov(27, 12));
     CRemindInfo item = Booking(REMINDER_RESERVE_RECORDING_CRID, 1, Nov(27, 20));
-    item.m_nRCTExpiryTime = Nov(27, 21);
-    item.m_bRecording = true;
-    item.m_nManual = 1;
-    item.m_nRepeatType = REMINDER_REPEAT_EVERYDAY;
+    item.m_nRCTExpiryTime = Nov(27, 21), item.m_bRecording = true;
+    item.m_nManual = 1, item.m_nRepeatType = REMINDER_REPEAT_EVERYDAY;
     Store(item);
     tvsim::SetCurrentTime(Nov(27, 22));
     tvsim::SetServiceRecording(1001, true);
@@ -199,20 +194,14 @@ TEST_F(EngineUpdateTest, DeletingByListTakesWholeSeriesAndDeleteAllKeepsRemoteCh
 TEST_F(EngineUpdateTest, DeleteMatchingByEachKey) {
     // 1: digital, 2: analogue air, 3: analogue cable.
     CRemindInfo digital = Booking(kViewing, 1, Nov(27, 20), "crid://s/1");
-    digital.m_nChannelType = REMINDER_CHANNEL_TYPE_DTV;
-    digital.m_sProgramCrid = "CRID://a/p1";
+    digital.m_nChannelType = REMINDER_CHANNEL_TYPE_DTV, digital.m_sProgramCrid = "CRID://a/p1";
     digital.m_sGroupCrid = "CRID://G/1";
     CRemindInfo air = Booking(kWaiting, 2, Nov(27, 21));
-    air.m_nServiceId = 2001;
-    air.m_nChannelType = REMINDER_CHANNEL_TYPE_ATV;
-    air.m_nMajor = 7;
-    air.m_nMinor = 0;
-    air.m_nSource = 3;
-    air.m_nStreamType = REMINDER_STREAM_VIRTUAL;
+    air.m_nServiceId = 2001, air.m_nChannelType = REMINDER_CHANNEL_TYPE_ATV, air.m_nMajor = 7;
+    air.m_nMinor = 0, air.m_nSource = 3, air.m_nStreamType = REMINDER_STREAM_VIRTUAL;
     air.m_sProgramCrid = "crid://a/P1";
     CRemindInfo cable = Booking(kWaiting, 3, Nov(27, 22));
-    cable.m_nServiceId = 2002;
-    cable.m_nChannelType = REMINDER_CHANNEL_TYPE_CATV;
+    cable.m_nServiceId = 2002, cable.m_nChannelType = REMINDER_CHANNEL_TYPE_CATV;
     cable.m_sGroupCrid = "crid://g/1";
 
     const unsigned long long service = 2001;
@@ -298,8 +287,7 @@ TEST_F(EngineUpdateTest, FinishedRecordingOfASplitEventTakesAllItsParts) {
     for (int part = 1; part <= 3; ++part) {
         CRemindInfo item = Booking(part == 2 ? REMINDER_RESERVE_RECORDING_IN_PROGRESS : kWaiting,
                                    part, Nov(27, 20 + part));
-        item.m_sProgramCrid = "crid://t/Film#1";
-        item.m_bRecording = part == 2;
+        item.m_sProgramCrid = "crid://t/Film#1", item.m_bRecording = part == 2;
         Store(item);
     }
     Store(Booking(kViewing, 4, Nov(27, 20)));

@@ -45,7 +45,16 @@ const unsigned long kItem = At(2014, 3, 10, 20, 0);
 
 }  // namespace
 
-TEST(ReminderCalendar, MonthLengthsDatesAndSecondsAgreeWithTheCalendar) {
+TEST(ReminderCalendar, ClockMonthLengthsDatesAndSecondsAgreeWithTheCalendar) {
+    // The television's clock is local time; west of Greenwich the offset is negative and the
+    // subtraction wraps in 32 bits.
+    const unsigned long utc = At(2015, 1, 7, 19, 0);
+    UseClock(utc, 3600);
+    EXPECT_EQ(U::GetCurrentTime(), utc + 3600);
+    EXPECT_EQ(U::GetUTCTime(utc + 3600), utc);
+    UseClock(utc, -3600);
+    EXPECT_EQ(U::GetUTCTime(0xFFFFFFFFUL), 3599UL);
+
     // Full Gregorian leap rule, and the 1970..2099 range.
     const int lastDays[][3] = {
         {2100, 2, -1}, {2000, 2, 29}, {2015, 2, 28}, {2015, 13, -1}, {2015, 4, 30}};
@@ -63,18 +72,6 @@ TEST(ReminderCalendar, MonthLengthsDatesAndSecondsAgreeWithTheCalendar) {
         gmtime_r(&tt, &date);
         EXPECT_EQ(U::m_DateToBinary(&date), t);
     }
-}
-
-TEST(ReminderClock, CurrentTimeAndLocalOffset) {
-    const unsigned long utc = At(2015, 1, 7, 19, 0);
-    UseClock(utc, 3600);
-    // The television's clock is local time.
-    EXPECT_EQ(U::GetCurrentTime(), utc + 3600);
-    EXPECT_EQ(U::GetUTCTime(utc + 3600), utc);
-
-    // West of Greenwich the offset is negative; the subtraction wraps in 32 bits.
-    UseClock(utc, -3600);
-    EXPECT_EQ(U::GetUTCTime(0xFFFFFFFFUL), 3599UL);
 }
 
 TEST(ReminderRepeat, NextStartOfOnceEverydayAndChosenDays) {
