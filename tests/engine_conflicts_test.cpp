@@ -223,8 +223,9 @@ TEST_F(ConflictsTest, ConflictSetAndConflictsApartFromExclusions) {
             EXPECT_EQ(Uids(found), expected);
             EXPECT_EQ(Uids(found).size(), found.size());
         }
-        if (remain >= 0)
+        if (remain >= 0) {
             EXPECT_EQ(U::ExistConflictsWithExclusions(item, excluded, false), remain == 1);
+        }
     }
 }
 

@@ -231,7 +231,9 @@ TEST_F(OpenOpsTest, ARescanThatChangedOrCouldReadNothingKeepsEveryKindOfChannel)
     for (const char* failure : {"FindService", "CreateService", ""}) {
         LoadSampleTelevision();
         tvsim::SetFailure(failure);
-        if (*failure == 0) ASSERT_TRUE(tvsim::LoadProfile(R"({"channels": []})"));
+        if (*failure == 0) {
+            ASSERT_TRUE(tvsim::LoadProfile(R"({"channels": []})"));
+        }
         tvsim::ClearLogs();
         EXPECT_FALSE(engine.UpdateChannelInfoOfRemindItems(kEveryChannelType)) << failure;
         EXPECT_EQ(Notifications(), 0u) << failure;

@@ -128,16 +128,15 @@ TEST_F(EngineQueryTest, ProgrammeWithoutEventIdIsFoundByItsCrids) {
     TCProgramData episode = Programme(5001, 704);
     episode.SetEventId(0xFFFF);
     const std::string ep02 = "crid://sat.example/cosmos/ep02";
-    const CRemindInfo viewing = Booking(kViewing, kLocalNow + kHour, 5001, ep02);
-    const CRemindInfo elsewhere = Booking(kWaiting, kLocalNow, 1001, ep02);
+    CRemindInfo found;
+    Restore({Booking(kViewing, kLocalNow + kHour, 5001, ep02),
+             Booking(kWaiting, kLocalNow, 1001, ep02)});
+    EXPECT_FALSE(engine.FindRemindItemFromProgram(episode, found));
     const std::tuple<std::string, std::string, bool> cases[] = {
         {"CRID://SAT.EXAMPLE/COSMOS/EP02", "", true},    // its own programme CRID
         {"", "crid://sat.example/series/COSMOS", true},  // its series CRID
         {"crid://sat.example/cosmos/ep01", "crid://other/series", false},
     };
-    CRemindInfo found;
-    Restore({viewing, elsewhere});
-    EXPECT_FALSE(engine.FindRemindItemFromProgram(episode, found));
     for (const auto& [program, series, expected] : cases) {
         Restore(
             {Booking(REMINDER_RESERVE_RECORDING_IN_PROGRESS, kLocalNow, 5001, program, series)});

@@ -76,10 +76,9 @@ protected:
     // "event:type" of every stored booking in start order, "L" marking record-list bookings.
     std::string Kept() {
         std::string all;
-        for (const CRemindInfo& e : Stored()) {
+        for (const CRemindInfo& e : Stored())
             all += (all.empty() ? "" : " ") + std::to_string(e.m_nEventId) + ":" +
                    std::to_string(e.m_nReserveType) + (e.m_bRecordListBooking ? "L" : "");
-        }
         return all;
     }
 
@@ -113,9 +112,8 @@ protected:
         CRemindInfo item;
         item.Set(programme, type);
         std::list<std::string> series;
-        if (programme.GetCRIDs(series, CRID_TYPE_SERIES) && !series.empty()) {
+        if (programme.GetCRIDs(series, CRID_TYPE_SERIES) && !series.empty())
             item.m_sSeriesCrid = series.front();
-        }
         return item;
     }
 
