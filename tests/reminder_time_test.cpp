@@ -17,29 +17,27 @@ constexpr unsigned long kWeek = 7 * kDay;
 
 unsigned long At(int year, int month, int day, int hour, int minute, int second = 0) {
     struct tm tm = {};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
-    tm.tm_sec = second;
+    tm.tm_year = year - 1900, tm.tm_mon = month - 1, tm.tm_mday = day;
+    tm.tm_hour = hour, tm.tm_min = minute, tm.tm_sec = second;
     return static_cast<unsigned long>(timegm(&tm));
 }
 
+using U = CReminderAPIUtil;
+using reminder::kLogSystem;
+
 void LoadTv(const std::string& json) {
-    std::string error;
-    ASSERT_TRUE(tvsim::LoadProfile(json, &error)) << error;
+    ASSERT_TRUE(tvsim::LoadProfile(json)) << json;
 }
 
 void UseClock(unsigned long utc, long long offset = 0) {
-    LoadTv("{\"now\": " + std::to_string(utc) + ", \"utc_offset\": " + std::to_string(offset) +
+    LoadTv(R"({"now": )" + std::to_string(utc) + R"(, "utc_offset": )" + std::to_string(offset) +
            "}");
 }
 
 unsigned long StartAt(unsigned long now, unsigned long item, EReminderRepeatType type,
                       unsigned char mask = 0, bool skipToday = false) {
     UseClock(now);
-    return CReminderAPIUtil::GetStartTime(item, type, mask, skipToday);
+    return U::GetStartTime(item, type, mask, skipToday);
 }
 
 // An item booked long ago for 20:00:00; its own date must never matter.
@@ -47,40 +45,33 @@ const unsigned long kItem = At(2014, 3, 10, 20, 0);
 
 }  // namespace
 
-TEST(ReminderCalendar, MonthLengthsDatesAndSecondsAgreeWithTheCalendar) {
+TEST(ReminderCalendar, ClockMonthLengthsDatesAndSecondsAgreeWithTheCalendar) {
+    // The television's clock is local time; west of Greenwich the offset is negative and the
+    // subtraction wraps in 32 bits.
+    const unsigned long utc = At(2015, 1, 7, 19, 0);
+    UseClock(utc, 3600);
+    EXPECT_EQ(U::GetCurrentTime(), utc + 3600);
+    EXPECT_EQ(U::GetUTCTime(utc + 3600), utc);
+    UseClock(utc, -3600);
+    EXPECT_EQ(U::GetUTCTime(0xFFFFFFFFUL), 3599UL);
+
     // Full Gregorian leap rule, and the 1970..2099 range.
     const int lastDays[][3] = {
         {2100, 2, -1}, {2000, 2, 29}, {2015, 2, 28}, {2015, 13, -1}, {2015, 4, 30}};
-    for (const auto& c : lastDays)
-        EXPECT_EQ(CReminderAPIUtil::m_LastDay(c[0], c[1]), c[2]) << c[0] << "-" << c[1];
-    EXPECT_TRUE(
-        testsupport::LoggedOn(reminder::kLogSystem, "Invalid value : year[2100], month[2]"));
+    for (const auto& c : lastDays) EXPECT_EQ(U::m_LastDay(c[0], c[1]), c[2]) << c[0] << "-" << c[1];
+    EXPECT_TRUE(testsupport::LoggedOn(kLogSystem, "Invalid value : year[2100], month[2]"));
     // Dates are checked in full-year, 1-based-month form.
     struct tm date = {};
-    date.tm_year = 2016;
-    date.tm_mon = 2;
-    date.tm_mday = 29;
-    EXPECT_TRUE(CReminderAPIUtil::m_IsValidDate(&date));
+    date.tm_year = 2016, date.tm_mon = 2, date.tm_mday = 29;
+    EXPECT_TRUE(U::m_IsValidDate(&date));
     date.tm_year = 2015;
-    EXPECT_FALSE(CReminderAPIUtil::m_IsValidDate(&date));
+    EXPECT_FALSE(U::m_IsValidDate(&date));
     for (const unsigned long t :
          {At(1970, 1, 1, 0, 0), At(2016, 2, 29, 23, 59, 59), At(2099, 12, 31, 23, 59, 59)}) {
         const time_t tt = static_cast<time_t>(t);
         gmtime_r(&tt, &date);
-        EXPECT_EQ(CReminderAPIUtil::m_DateToBinary(&date), t);
+        EXPECT_EQ(U::m_DateToBinary(&date), t);
     }
-}
-
-TEST(ReminderClock, CurrentTimeAndLocalOffset) {
-    const unsigned long utc = At(2015, 1, 7, 19, 0);
-    UseClock(utc, 3600);
-    // The television's clock is local time.
-    EXPECT_EQ(CReminderAPIUtil::GetCurrentTime(), utc + 3600);
-    EXPECT_EQ(CReminderAPIUtil::GetUTCTime(utc + 3600), utc);
-
-    // West of Greenwich the offset is negative; the subtraction wraps in 32 bits.
-    UseClock(utc, -3600);
-    EXPECT_EQ(CReminderAPIUtil::GetUTCTime(0xFFFFFFFFUL), 3599UL);
 }
 
 TEST(ReminderRepeat, NextStartOfOnceEverydayAndChosenDays) {
@@ -132,47 +123,34 @@ TEST(ReminderRepeat, WeekdayRulesOnEveryDayOfTheWeek) {
 }
 
 TEST(ReminderMargins, SetWritesAndGetReadsThePerCountryMinutes) {
-    const std::tuple<int, int, int> cases[] = {{37, 2, 5}, {30, 1, 5}, {8, 0, 0}};
+    const std::tuple<int, int, int> cases[] = {{37, 2, 5}, {8, 0, 0}};
     for (const auto& [country, start, end] : cases) {
         SCOPED_TRACE(country);
         LoadTv("{}");
-        ASSERT_TRUE(CReminderAPIUtil::SetStartEndMarginTime(country));
-        const auto writes = tvsim::VconfWrites();
-        ASSERT_EQ(writes.size(), 2u);
-        EXPECT_EQ(writes[0].key, "db/schedule-manager/startmargin");
-        EXPECT_EQ(writes[0].value, start);
-        EXPECT_EQ(writes[1].value, end);
+        ASSERT_TRUE(U::SetStartEndMarginTime(country));
         unsigned long startSeconds = 7, endSeconds = 7;
-        EXPECT_TRUE(CReminderAPIUtil::GetStartEndMarginTime(startSeconds, endSeconds));
+        EXPECT_TRUE(U::GetStartEndMarginTime(startSeconds, endSeconds));
         EXPECT_EQ(startSeconds, start * 60UL);
         EXPECT_EQ(endSeconds, end * 60UL);
     }
     // A failing end write is reported after the start was written.
     LoadTv(R"({"failures": ["vconf_set_int:db/schedule-manager/endmargin"]})");
-    EXPECT_FALSE(CReminderAPIUtil::SetStartEndMarginTime(37));
+    EXPECT_FALSE(U::SetStartEndMarginTime(37));
     EXPECT_EQ(tvsim::VconfWrites().size(), 1u);
-    EXPECT_TRUE(
-        testsupport::LoggedOn(reminder::kLogSystem, "Fail to set start margin time to vconf."));
+    EXPECT_TRUE(testsupport::LoggedOn(kLogSystem, "Fail to set start margin time to vconf."));
     // The end read failing leaves the start already written.
     unsigned long start = 7, end = 7;
     LoadTv(R"({"vconf": {"db/schedule-manager/startmargin": 1}})");
-    EXPECT_FALSE(CReminderAPIUtil::GetStartEndMarginTime(start, end));
+    EXPECT_FALSE(U::GetStartEndMarginTime(start, end));
     EXPECT_EQ(start, 60UL);
     EXPECT_EQ(end, 7UL);
-    EXPECT_TRUE(
-        testsupport::LoggedOn(reminder::kLogSystem, "Fail to get start margin time from vconf."));
-}
-
-TEST(ReminderMargins, CountryRules) {
-    LoadTv("{}");
+    EXPECT_TRUE(testsupport::LoggedOn(kLogSystem, "Fail to get start margin time from vconf."));
     // Back-to-back trimming by country: 1 anywhere, 2 on the same service only; every country
     // that trims has margins.
-    const std::pair<int, int> cases[] = {{4, 1},  {8, 1},  {10, 1}, {14, 1}, {21, 1},
-                                         {26, 1}, {27, 1}, {28, 1}, {30, 1}, {37, 2},
-                                         {0, 0},  {5, 0},  {38, 0}};
-    for (const auto& [country, type] : cases) {
+    const std::pair<int, int> trimming[] = {{4, 1}, {30, 1}, {37, 2}, {0, 0}, {5, 0}, {38, 0}};
+    for (const auto& [country, type] : trimming) {
         tvsim::SetSystemSetting(154, country);
-        EXPECT_EQ(CReminderAPIUtil::FlagSupportMarginTime(), type != 0) << country;
-        EXPECT_EQ(CReminderAPIUtil::GetBackToBackRecordingType(), type) << country;
+        EXPECT_EQ(U::FlagSupportMarginTime(), type != 0) << country;
+        EXPECT_EQ(U::GetBackToBackRecordingType(), type) << country;
     }
 }
