@@ -22,9 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(path).rdbuf();
     return text.str();
 }
 
@@ -48,11 +47,6 @@ const char* const kDenySignals =
 const std::string kBareDeny = Policy(
     "<deny send_interface=\"org.tizen.tv.reminder\"/>"
     "<deny receive_interface=\"org.tizen.tv.reminder\"/>");
-
-struct GObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-using Connection = std::unique_ptr<GDBusConnection, GObjectUnref>;
 
 // Calls `method` and waits for the answer: "" when it came, else the error's name. The interface
 // may be null (D-Bus allows it).
@@ -103,29 +97,27 @@ public:
     const std::string& Address() const { return m_address; }
 
     // A new private connection to the bus, registered with it; null when it cannot be had.
-    Connection Connect() const {
-        Connection connection(g_dbus_connection_new_for_address_sync(
+    GDBusConnection* Connect() const {
+        return g_dbus_connection_new_for_address_sync(
             m_address.c_str(),
             static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, nullptr));
-        if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
-        return connection;
+            nullptr, nullptr, nullptr);
     }
 
     // An unrelated service owns an unrelated name; another peer calls a method on it without
     // naming an interface (which D-Bus allows). "" when it was answered, else the error name.
     std::string UnrelatedCallOutcome() const {
-        const Connection service = Connect();
-        const Connection caller = Connect();
+        g_autoptr(GDBusConnection) service = Connect();
+        g_autoptr(GDBusConnection) caller = Connect();
         if (service == nullptr || caller == nullptr) return "no connection";
-        const std::string owned = Call(
-            service.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", "org.example.Unrelated", 4u));
+        const std::string owned =
+            Call(service, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                 "RequestName", g_variant_new("(su)", "org.example.Unrelated", 4u));
         if (!owned.empty()) return "cannot own the name: " + owned;
         // The service answers every method call made to it, on the bus worker thread.
         g_dbus_connection_add_filter(
-            service.get(),
+            service,
             [](GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
                gpointer) -> GDBusMessage* {
                 if (!incoming ||
@@ -140,8 +132,7 @@ public:
                 return nullptr;
             },
             nullptr, nullptr);
-        return Call(caller.get(), "org.example.Unrelated", "/org/example/Unrelated", nullptr,
-                    "Ping");
+        return Call(caller, "org.example.Unrelated", "/org/example/Unrelated", nullptr, "Ping");
     }
 
 private:
@@ -179,9 +170,9 @@ TEST_P(BusPolicySignal, ChangeSignalFlowsBetweenProcesses) {
                   &received),
               1);
     // A round trip on the shared connection: the daemon has taken the subscription.
-    const Connection shared(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-    ASSERT_EQ(Call(shared.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                   "org.freedesktop.DBus", "GetId"),
+    g_autoptr(GDBusConnection) shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    ASSERT_EQ(Call(shared, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                   "GetId"),
               "");
     // The other process sends one numbered event {1, 100, 0, 0, 0}.
     ASSERT_EQ(std::system(DBUS_HELPER_PATH " burst 1 >/dev/null"), 0);
