@@ -7,7 +7,6 @@
 #include <climits>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,21 +26,6 @@ bool operator==(const TReminderEvent& a, const TReminderEvent& b) {
 namespace {
 
 using testsupport::CChild;
-
-// This process's system bus, a daemon of its own, for as long as its tests run.
-class BusEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override {
-        m_bus = std::make_unique<testsupport::CTestBus>();
-        setenv("DBUS_SYSTEM_BUS_ADDRESS", m_bus->Address().c_str(), 1);
-    }
-    void TearDown() override { m_bus.reset(); }
-
-private:
-    std::unique_ptr<testsupport::CTestBus> m_bus;
-};
-
-const auto* const g_busEnvironment = ::testing::AddGlobalTestEnvironment(new BusEnvironment);
 
 // Runs the default main context, where callbacks arrive, until `done` holds or `timeoutMs`
 // passes; true when `done` holds.
@@ -64,6 +48,14 @@ int StoredRows() {
 
 class DBusNotifyTest : public ::testing::Test {
 protected:
+    // This process's system bus, a daemon of its own, for as long as its tests run.
+    static void SetUpTestSuite() {
+        s_bus = new testsupport::CTestBus;
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", s_bus->Address().c_str(), 1);
+    }
+    static void TearDownTestSuite() { delete s_bus; }
+    static inline testsupport::CTestBus* s_bus = nullptr;
+
     void SetUp() override {
         testsupport::ClearStore();
         tvsim::ClearLogs();

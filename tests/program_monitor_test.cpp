@@ -46,16 +46,15 @@ void FollowFromCallback(EProgramChangeType, TCProgramData* program, void*) {
 
 }  // namespace
 
-TEST(ProgramMonitor, NothingIsMonitoredBeforeTheSubscriberExists) {
-    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(Recording(1, 104)));
+TEST(ProgramMonitor, ItemsByUidAndSeriesByExactCridAreFollowedUntilCancelled) {
+    // Nothing is monitored before the subscriber exists.
+    const CRemindInfo item = Recording(42, 104);
+    EXPECT_FALSE(CReminderAPIUtil::MonitorProgram(item));
     EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, "MonitorProgram failed"));
     EXPECT_FALSE(CReminderAPIUtil::MonitorCRID("crid://example.com/series"));
     EXPECT_EQ(tvsim::CallCount("SubscribeProgram"), 0);
-}
 
-TEST(ProgramMonitor, ItemsByUidAndSeriesByExactCridAreFollowedUntilCancelled) {
     ASSERT_TRUE(CReminderAPIUtil::CreateProgramSubscriber(Ignore, nullptr));
-    const CRemindInfo item = Recording(42, 104);
     ASSERT_TRUE(CReminderAPIUtil::MonitorProgram(item));
     const std::vector<tvsim::Subscription> subs = tvsim::Subscriptions();
     ASSERT_EQ(subs.size(), 1u);

@@ -46,6 +46,15 @@ protected:
                                 const std::string& redirect = "2>&1") {
         return Shell("--db '" + m_db + "' " + arguments, "", redirect);
     }
+    // Whether `arguments` on the test's database end with `status` and print `part`.
+    ::testing::AssertionResult Says(const std::string& arguments, int status,
+                                    const std::string& part) {
+        const auto run = Db(arguments);
+        if (run.status == status && Contains(run.output, part))
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << arguments << " -> " << run.status << "\n"
+                                             << run.output;
+    }
 };
 
 TEST_F(ReminderctlCliTest, DefaultDatabaseIsTheSameFromEveryDirectoryAndReadingCreatesNothing) {
@@ -97,24 +106,17 @@ TEST_F(ReminderctlCliTest, ChannelsTimesAndColumnsAsPeopleReadThem) {
     // MAJOR and MAJOR.MINOR both name channel 6.1; an unknown minor is refused.
     for (const char* channel : {"6", "6.1"})
         EXPECT_TRUE(Contains(Db("guide --channel " + std::string(channel)).output, "Channel 6.1"));
-    auto run = Db("guide --channel 6.2");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(Contains(run.output, "no channel 6.2")) << run.output;
-
+    EXPECT_TRUE(Says("guide --channel 6.2", 1, "no channel 6.2"));
     // Booking by channel and time as people think: the programme on air at 21:00.
-    run = Db("add --channel 1.0 --at 21:00 --as viewing");
-    ASSERT_EQ(run.status, 0) << run.output;
-    EXPECT_TRUE(Contains(run.output, "2026-11-23 21:00 +01:00")) << run.output;
+    ASSERT_TRUE(Says("add --channel 1.0 --at 21:00 --as viewing", 0, "2026-11-23 21:00 +01:00"));
     // A second viewing reminder of that event is refused by the tool (the library allows it).
-    run = Db("add --channel 1 --at 21:30 --as viewing");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(Contains(run.output, "already has a viewing reminder")) << run.output;
-    ASSERT_EQ(Db("add --manual --channel 6.1 --start 2026-11-24T09:00 --duration 30 "
-                 "--repeat days:MTWTF-- --as viewing")
-                  .status,
-              0);
+    EXPECT_TRUE(Says("add --channel 1 --at 21:30 --as viewing", 1, "already has a viewing"));
+    ASSERT_TRUE(
+        Says("add --manual --channel 6.1 --start 2026-11-24T09:00 --duration 30 "
+             "--repeat days:MTWTF-- --as viewing",
+             0, ""));
     // Columns are as wide as their content: every TITLE starts where its header does.
-    run = Db("list");
+    auto run = Db("list");
     const size_t titleColumn = LineWith(run.output, "TITLE").find("TITLE");
     EXPECT_EQ(LineWith(run.output, "(manual)").find("(manual)"), titleColumn) << run.output;
     EXPECT_EQ(LineWith(run.output, "Cinéma").find("Cinéma"), titleColumn) << run.output;
@@ -141,11 +143,8 @@ TEST_F(ReminderctlCliTest, FailuresAreErrorsNotEmptyAnswers) {
 
     testsupport::CChild locker({REMINDER_DB_LOCKER, m_db, "6000"});
     ASSERT_EQ(locker.ReadLine(10000), "ready");
-    for (const char* command : {"list", "add --service 1001 --event 105 --as viewing"}) {
-        const auto run = Db(command);
-        EXPECT_EQ(run.status, 1) << run.output;
-        EXPECT_TRUE(Contains(run.output, "busy: another process holds it")) << run.output;
-    }
+    for (const char* command : {"list", "add --service 1001 --event 105 --as viewing"})
+        EXPECT_TRUE(Says(command, 1, "busy: another process holds it"));
 }
 
 TEST_F(ReminderctlCliTest, WatchCarriesOnAfterTheBusRestarts) {
