@@ -63,7 +63,7 @@ TEST(ChannelTune, EachRowWinsOverTheRowsAfterIt) {
         ASSERT_EQ(launches.size(), 1u);
         EXPECT_EQ(launches[0].appId, std::string("org.tizen.") + app);
         EXPECT_EQ(Extras(launches[0]), std::string("called_app=org.tizen.reminder ") +
-                                           (extras ? extras : "svcid=4294967296 "));
+                                           (extras != nullptr ? extras : "svcid=4294967296 "));
         // Only the viewer takes the set out of picture-off.
         EXPECT_EQ(tvsim::PowerState(), launches[0].appId == "org.tizen.tv-viewer"
                                            ? POWER_STATE_NORMAL
@@ -114,7 +114,6 @@ TEST(ChannelTune, FailuresLaunchNothingAndNeverLeakTheHandle) {
         testsupport::LoadSampleTelevision();
         tvsim::ClearLogs();
         if (failing != nullptr) tvsim::SetFailure(failing);
-        tvsim::SetPowerState(POWER_STATE_PICTUREOFF);
         CReminderAPIUtil::TuneChannel(Booking(serviceId));
         EXPECT_TRUE(testsupport::LoggedOn(reminder::kLogSystem, logged));
         EXPECT_TRUE(tvsim::Launches().empty());

@@ -79,7 +79,7 @@ TEST_F(ReminderctlCliTest, DefaultDatabaseIsTheSameFromEveryDirectoryAndReadingC
     EXPECT_TRUE(fs::exists(m_dir / "env.db"));
 
     // A named file that does not exist is a mistake, not an empty list; nothing is created.
-    const auto run = Shell("--db '" + (m_dir / "typo" / "x.db").string() + "' delete 1");
+    const auto run = Shell("--db '" + (m_dir / "typo" / "x.db").string() + "' list");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(Contains(run.output, "No booking database at")) << run.output;
     EXPECT_FALSE(fs::exists(m_dir / "typo"));

@@ -26,9 +26,8 @@ class CChild {
 public:
     explicit CChild(std::vector<std::string> args,
                     const std::map<std::string, std::string>& env = {}, bool mergeErrors = false) {
-        std::vector<char*> argv;
-        for (auto& s : args) argv.push_back(s.data());
-        argv.push_back(nullptr);
+        std::vector<char*> argv(args.size() + 1, nullptr);
+        std::transform(args.begin(), args.end(), argv.begin(), [](auto& s) { return s.data(); });
         int in[2], out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
         if ((m_pid = fork()) == 0) {
@@ -88,10 +87,7 @@ public:
         while ((done = waitpid(m_pid, &status, WNOHANG)) == 0 && Clock::now() < deadline) {
             if (!Fill(20)) usleep(20000);
         }
-        if (done == 0) {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, &status, 0);
-        }
+        if (done == 0 && kill(m_pid, SIGKILL) == 0) waitpid(m_pid, &status, 0);
         m_pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
