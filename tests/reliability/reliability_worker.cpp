@@ -1,18 +1,16 @@
-// The other processes of the reliability suite. Each mode works through the facade against the
-// file and bus named by the environment (REMINDER_DB_PATH, DBUS_SYSTEM_BUS_ADDRESS, TVSIM_PROFILE)
-// and says each fact on a line of standard output at once, so that a process killed at any moment
-// has reported exactly what it was told:
-//   storm ID CAP   forever adds "wID-<pid>-<n>" ("add <title>" once acknowledged); with CAP of
-//                  its rows stored, deletes the oldest ("deleting <title>" before, "del <title>")
-//   add N BYTES [LIMIT]  N bookings with a synopsis of BYTES bytes ("ack"/"nack <title>"), under
-//                  a file-size limit of LIMIT bytes when given (SIGXFSZ ignored); then "done"
-//   threads N      four threads of N mixed operations each; "ack <title>" per acknowledged add
-//   buswriter      registers ("register <ms>"), adds a booking ("added <ms> 1|0"), then changes
-//                  it every 100 ms ("wrote <ms> 1|0"), with events; "heard <count>" per event
-//   stall          registers, proves the subscription, says "ready" and stalls its main loop
-//                  until a line on standard input; then "heard <count>"
+// The other processes of the reliability suite, through the facade on the file and bus of the
+// environment. Each fact goes to standard output at once, so a process killed at any moment has
+// reported exactly what it was told. "--as-nobody" first drops root, so file permissions hold.
+//   storm ID CAP   adds "wID-<pid>-<n>" forever ("add <title>"); with CAP rows of its own it
+//                  deletes the oldest ("deleting <title>" before the call, "del <title>" after)
+//   add N BYTES [LIMIT]  N adds with a synopsis of BYTES bytes ("ack"/"nack <title>"), under a
+//                  file-size limit of LIMIT bytes when given; then "done"
+//   threads N      four threads of N mixed operations; "ack <title>" per acknowledged add
+//   buswriter      "register <ms>", "added <ms> 1|0", then a change every 100 ms ("wrote <ms>
+//                  1|0"), each with an event; "heard <count>" per event heard
+//   stall          proves its subscription, says "ready", stalls its main loop until a line on
+//                  standard input, then says "heard <count>"
 //   limit TITLE    adds one booking; "ack" or "nack"
-// A first argument "--as-nobody" drops root first, so that file permissions hold.
 #include <gio/gio.h>
 #include <pwd.h>
 #include <signal.h>
