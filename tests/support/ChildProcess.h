@@ -26,14 +26,11 @@ class CChild {
 public:
     explicit CChild(std::vector<std::string> args,
                     const std::map<std::string, std::string>& env = {}, bool mergeErrors = false) {
-        std::vector<char*> argv;
-        for (auto& s : args) argv.push_back(s.data());
-        argv.push_back(nullptr);
-        int in[2];
-        int out[2];
+        std::vector<char*> argv(args.size() + 1, nullptr);
+        std::transform(args.begin(), args.end(), argv.begin(), [](auto& s) { return s.data(); });
+        int in[2], out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) return;
-        m_pid = fork();
-        if (m_pid == 0) {
+        if ((m_pid = fork()) == 0) {
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             if (mergeErrors) dup2(out[1], STDERR_FILENO);
@@ -56,7 +53,6 @@ public:
 
     // The next line of output without its end; empty at end of output or after `timeoutMs`.
     std::string ReadLine(int timeoutMs) {
-        using Clock = std::chrono::steady_clock;
         const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
         size_t end;
         while ((end = m_buffer.find('\n')) == std::string::npos) {
@@ -85,23 +81,19 @@ public:
     // stays readable.
     int Wait(int timeoutMs) {
         if (m_pid <= 0) return -1;
-        const auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
         int status = 0;
         pid_t done = 0;
-        while ((done = waitpid(m_pid, &status, WNOHANG)) == 0 &&
-               std::chrono::steady_clock::now() < deadline) {
+        while ((done = waitpid(m_pid, &status, WNOHANG)) == 0 && Clock::now() < deadline) {
             if (!Fill(20)) usleep(20000);
         }
-        if (done == 0) {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, &status, 0);
-        }
+        if (done == 0 && kill(m_pid, SIGKILL) == 0) waitpid(m_pid, &status, 0);
         m_pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
     bool Fill(int timeoutMs) {
         pollfd fd = {m_out, POLLIN, 0};
         char chunk[4096];
@@ -112,8 +104,7 @@ private:
     }
 
     pid_t m_pid = -1;
-    int m_in = -1;
-    int m_out = -1;
+    int m_in = -1, m_out = -1;
     std::string m_buffer;
 };
 
@@ -121,16 +112,13 @@ private:
 class CTestBus {
 public:
     CTestBus() { Start(); }
-    CTestBus(const CTestBus&) = delete;
-    CTestBus& operator=(const CTestBus&) = delete;
     ~CTestBus() { Kill(); }
     std::string Address() const { return "unix:path=" + m_socket; }
     // False when the daemon did not come up.
     bool Start() {
         Kill();
-        m_daemon = std::make_unique<CChild>(
-            std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--nosyslog",
-                                     "--print-address=1", "--address=" + Address()});
+        m_daemon.reset(new CChild({"dbus-daemon", "--session", "--nofork", "--nosyslog",
+                                   "--print-address=1", "--address=" + Address()}));
         return !m_daemon->ReadLine(5000).empty();
     }
     void Kill() {
