@@ -172,17 +172,19 @@ bool StoreUpdate(CReminderAPIImp& engine, unsigned long uid, const CRemindInfo& 
         REMINDER_ERR("UID invalid.");
         return false;
     }
-    std::vector<CRemindInfo> list;
-    if (!engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME)) return false;
-    if (list.empty()) {
-        REMINDER_ERR("list empty.");
+    // The stored row alone decides; only a missing one needs to know whether the list is empty.
+    CRemindInfo stored;
+    if (!engine.t_GetRemindItemByUid(uid, stored)) return false;
+    if (stored.m_nUid != uid) {
+        std::vector<CRemindInfo> list;
+        if (engine.t_ReadScheduledList(list, REM_ORDER_BY_START_TIME) && list.empty()) {
+            REMINDER_ERR("list empty.");
+        }
         return false;
     }
-    const auto stored = FindByUid(list, uid);
-    if (stored == list.end()) return false;
 
     CRemindInfo copy(item);
-    copy.m_nUid = stored->m_nUid;
+    copy.m_nUid = stored.m_nUid;
     // A recording that runs keeps its time; other repeating manual items move to their next
     // occurrence.
     if (copy.m_nManual == 1 && copy.m_nRepeatType != REMINDER_REPEAT_NONE && !copy.m_bRecording) {
