@@ -9,15 +9,14 @@
 #include "ChildProcess.h"
 #include "ReminderAPI.h"
 #include "TestSupport.h"
+#include "ToolOutput.h"
 #include "reminder_api.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using testsupport::Contains;
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+namespace fs = std::filesystem;
 
 // The line of `text` that contains `part`; empty when none does.
 std::string LineWith(const std::string& text, const std::string& part) {

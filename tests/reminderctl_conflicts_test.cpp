@@ -12,18 +12,12 @@
 #include <string>
 
 #include "TestSupport.h"
+#include "ToolOutput.h"
 
 namespace {
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
-Json::Value ParseJson(const std::string& text) {
-    Json::Value value;
-    std::istringstream(text) >> value;  // throws on malformed text, which fails the test
-    return value;
-}
+using testsupport::Contains;
+using testsupport::ParseJson;
 
 // The UIDs of the SVG's booking shapes and of its conflict marks.
 using SvgUids = std::map<std::string, std::multiset<std::string>>;
