@@ -90,8 +90,6 @@ struct SBookingConflicts {
 // Every scheduled booking in start order, each asked for its conflicts.
 std::vector<SBookingConflicts> ScheduleWithConflicts();
 
-// "YYYY-MM-DD HH:MM" of a time on the television's local clock.
-std::string FormatTelevisionTime(unsigned long local);
 std::string BookingTitle(const CRemindInfo& item);
 const char* BookingKind(const CRemindInfo& item);
 // A recording that takes a recordable tuner (record-list bookings do not).

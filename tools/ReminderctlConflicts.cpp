@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ReminderctlCommon.h"
 #include "RemindInfo.h"
 #include "ReminderAPI.h"
 #include "ReminderAPIUtil.h"
@@ -31,18 +32,18 @@ Json::Value BookingJson(const CRemindInfo& item) {
     v["kind"] = BookingKind(item);
     v["service_id"] = static_cast<Json::UInt64>(item.m_nServiceId);
     v["channel"] = std::to_string(item.m_nMajor) + "." + std::to_string(item.m_nMinor);
-    v["start"] = FormatTelevisionTime(item.m_nEventTime);
+    v["start"] = reminderctl::FormatLocal(item.m_nEventTime);
     v["duration_minutes"] = item.m_nDuration / 60;
-    v["padded_start"] = FormatTelevisionTime(item.m_nEventTime - item.m_nStartMarginTime);
+    v["padded_start"] = reminderctl::FormatLocal(item.m_nEventTime - item.m_nStartMarginTime);
     v["padded_end"] =
-        FormatTelevisionTime(item.m_nEventTime + item.m_nDuration + item.m_nEndMarginTime);
+        reminderctl::FormatLocal(item.m_nEventTime + item.m_nDuration + item.m_nEndMarginTime);
     return v;
 }
 
 std::string BookingLine(const CRemindInfo& item) {
     char line[256];
     std::snprintf(line, sizeof(line), "%-5u %s  %-13s %s", item.m_nUid,
-                  FormatTelevisionTime(item.m_nEventTime).c_str(), BookingKind(item),
+                  reminderctl::FormatLocal(item.m_nEventTime).c_str(), BookingKind(item),
                   BookingTitle(item).c_str());
     return line;
 }
@@ -108,15 +109,6 @@ void RunConflicts(bool json) {
 }
 
 }  // namespace
-
-std::string FormatTelevisionTime(unsigned long local) {
-    const time_t t = static_cast<time_t>(local);
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char buffer[32];
-    std::strftime(buffer, sizeof(buffer), "%Y-%m-%d %H:%M", &tm);
-    return buffer;
-}
 
 std::string BookingTitle(const CRemindInfo& item) {
     if (!item.m_sTitle.empty()) return item.m_sTitle;
@@ -207,7 +199,7 @@ void CheckBooking(const CRemindInfo& item, bool json) {
         return;
     }
     std::printf("Checked, not stored: %s %s \"%s\"\n", BookingKind(item),
-                FormatTelevisionTime(item.m_nEventTime).c_str(), BookingTitle(item).c_str());
+                reminderctl::FormatLocal(item.m_nEventTime).c_str(), BookingTitle(item).c_str());
     if (conflicts.empty()) {
         std::printf("No conflict (%s).\n", TunerSummary().c_str());
         ExplainUnanswered(item);
@@ -223,12 +215,12 @@ void CheckBooking(const CRemindInfo& item, bool json) {
     std::printf("Other showings without a conflict:\n");
     for (const CRemindInfo& a : forItem) {
         std::printf("    instead of this booking: %s  channel %u.%u  %s\n",
-                    FormatTelevisionTime(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
+                    reminderctl::FormatLocal(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
                     BookingTitle(a).c_str());
     }
     for (const CRemindInfo& a : forConflicting) {
         std::printf("    instead of UID %u: %s  channel %u.%u  %s\n", a.m_nUid,
-                    FormatTelevisionTime(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
+                    reminderctl::FormatLocal(a.m_nEventTime).c_str(), a.m_nMajor, a.m_nMinor,
                     BookingTitle(a).c_str());
     }
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ReminderctlCommon.h"
 #include "RemindInfo.h"
 #include "ReminderAPI.h"
 
@@ -20,21 +21,12 @@ namespace {
     throw CLI::RuntimeError(1);
 }
 
-std::string LocalText(unsigned long local) {
-    const time_t t = static_cast<time_t>(local);
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char buffer[32];
-    std::strftime(buffer, sizeof(buffer), "%Y-%m-%d %H:%M", &tm);
-    return buffer;
-}
-
 // "UID 4 "Title" (2024-03-01 20:00, channel 1.0)"
 std::string Describe(const CRemindInfo& item) {
     const std::string title = item.m_sTitle.empty() ? "(manual)" : item.m_sTitle;
     return "UID " + std::to_string(item.m_nUid) + " \"" + title + "\" (" +
-           LocalText(item.m_nEventTime) + ", channel " + std::to_string(item.m_nMajor) + "." +
-           std::to_string(item.m_nMinor) + ")";
+           reminderctl::FormatLocal(item.m_nEventTime) + ", channel " +
+           std::to_string(item.m_nMajor) + "." + std::to_string(item.m_nMinor) + ")";
 }
 
 std::map<uint32_t, CRemindInfo> RowsByUid() {
@@ -63,7 +55,7 @@ int PrintChanges(const std::map<uint32_t, CRemindInfo>& before,
                         FailureReason(now->second).c_str());
         } else if (now->second.m_nEventTime != old.m_nEventTime) {
             std::printf("  Moved     %s to %s\n", Describe(old).c_str(),
-                        LocalText(now->second.m_nEventTime).c_str());
+                        reminderctl::FormatLocal(now->second.m_nEventTime).c_str());
         } else {
             continue;
         }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ReminderctlCommon.h"
 #include "RemindInfo.h"
 #include "ReminderAPI.h"
 #include "tvsim/tvsim.h"
@@ -68,9 +69,9 @@ std::vector<std::string> Changes(const CRemindInfo& before, const CRemindInfo* a
         parts.push_back("retuned     channel " + ChannelNumber(*after));
     }
     if (after->m_nEventTime != before.m_nEventTime || after->m_nDuration != before.m_nDuration) {
-        parts.push_back("moved       " + FormatTelevisionTime(before.m_nEventTime) + " (" +
+        parts.push_back("moved       " + reminderctl::FormatLocal(before.m_nEventTime) + " (" +
                         std::to_string(before.m_nDuration / 60) + " min) -> " +
-                        FormatTelevisionTime(after->m_nEventTime) + " (" +
+                        reminderctl::FormatLocal(after->m_nEventTime) + " (" +
                         std::to_string(after->m_nDuration / 60) + " min)");
     }
     if (after->m_sTitle != before.m_sTitle) {

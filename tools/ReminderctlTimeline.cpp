@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ReminderctlCommon.h"
 #include "ReminderAPIUtil.h"
 
 namespace {
@@ -68,7 +69,7 @@ std::vector<SBar> BarsIn(const SWindow& w) {
 }
 
 std::string HourMinute(unsigned long local) {
-    return FormatTelevisionTime(local).substr(11);
+    return reminderctl::FormatLocal(local).substr(11);
 }
 
 std::string Names(const std::vector<CRemindInfo>& items) {
@@ -81,7 +82,7 @@ std::string Names(const std::vector<CRemindInfo>& items) {
 }
 
 std::string Summary(const SWindow& w) {
-    return FormatTelevisionTime(w.from) + " to " + FormatTelevisionTime(w.to) +
+    return reminderctl::FormatLocal(w.from) + " to " + reminderctl::FormatLocal(w.to) +
            " (television time); " + std::to_string(w.tuners) +
            (w.tuners == 1 ? " tuner, " : " tuners, ") + std::to_string(w.recordable) +
            " recordable";

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ReminderctlCommon.h"
 #include "RemindInfo.h"
 #include "ReminderAPI.h"
 #include "ReminderAPIUtil.h"
@@ -134,13 +135,9 @@ const char* ChangeName(EProgramChangeType type) {
     }
 }
 
+// A guide time (UTC) on the television's local clock.
 std::string LocalText(unsigned long utc) {
-    const time_t t = static_cast<time_t>(CReminderAPIUtil::GetLocalTime(utc));
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char buffer[32];
-    std::strftime(buffer, sizeof(buffer), "%Y-%m-%d %H:%M", &tm);
-    return buffer;
+    return reminderctl::FormatLocal(CReminderAPIUtil::GetLocalTime(utc));
 }
 
 // Arrives on the subscriber's thread.
